@@ -1,0 +1,33 @@
+# Two commands do everything from a fresh machine:
+#   make demo   install what is missing, build, run the examples under Wine
+#   make test   the same, then run the whole test suite under Wine
+# and one more for the checked build:
+#   make check  build with library assertions and the trapping UB sanitizer, run the suite
+
+.PHONY: all deps demo test check build-release build-checked clean
+
+all: build-release
+
+deps:
+	@cmake/ensure-deps
+
+build/%/CMakeCache.txt: | deps
+	cmake --preset $*
+
+build-release: deps build/release/CMakeCache.txt
+	cmake --build --preset release
+
+build-checked: deps build/checked/CMakeCache.txt
+	cmake --build --preset checked
+
+demo: build-release
+	cmake --build --preset release --target demo
+
+test: build-release
+	ctest --preset release
+
+check: build-checked
+	ctest --preset checked
+
+clean:
+	rm -rf build

@@ -1,0 +1,49 @@
+# Helpers that give every module, test and example of the project the same settings.
+
+option(ORV_WARNINGS_AS_ERRORS "Treat compiler warnings as errors" ON)
+
+function(orv_common_settings target)
+  target_compile_options(${target} PRIVATE -Wall -Wextra $<$<BOOL:${ORV_WARNINGS_AS_ERRORS}>:-Werror>)
+  target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR}/src/platform)
+endfunction()
+
+# orv_add_dll(<name> BUILD_DEFINE <macro> PUBLIC_HEADERS <dir> SOURCES <files...> [LINKS <targets...>])
+function(orv_add_dll name)
+  cmake_parse_arguments(ARG "" "BUILD_DEFINE;PUBLIC_HEADERS" "SOURCES;LINKS" ${ARGN})
+  add_library(${name} SHARED ${ARG_SOURCES})
+  # The module names are the family's own: ORVBase160NT.dll, not libORVBase160NT.dll.
+  set_target_properties(${name} PROPERTIES PREFIX "" IMPORT_PREFIX "")
+  target_include_directories(${name} PUBLIC $<BUILD_INTERFACE:${ARG_PUBLIC_HEADERS}>)
+  target_compile_definitions(${name} PRIVATE ${ARG_BUILD_DEFINE})
+  if(ARG_LINKS)
+    target_link_libraries(${name} PUBLIC ${ARG_LINKS})
+  endif()
+  orv_common_settings(${name})
+endfunction()
+
+# GoogleTest, built from Debian's sources with the cross compiler.
+function(orv_add_googletest)
+  set(BUILD_GMOCK OFF CACHE BOOL "" FORCE)
+  set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
+  add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
+endfunction()
+
+# All test programs share one persistent wineserver: started before the first
+# test, shut down after the last.
+function(orv_add_wine_fixture)
+  add_test(NAME wine.start COMMAND ${ORV_WINE_RUN} ${ORV_WINE_PREFIX} --start)
+  add_test(NAME wine.stop COMMAND ${ORV_WINE_RUN} ${ORV_WINE_PREFIX} --stop)
+  set_tests_properties(wine.start PROPERTIES FIXTURES_SETUP wine)
+  set_tests_properties(wine.stop PROPERTIES FIXTURES_CLEANUP wine)
+endfunction()
+
+# orv_add_test(<name> SOURCES <files...> [LINKS <targets...>]): one test
+# program, registered as one CTest test that runs under Wine.
+function(orv_add_test name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LINKS" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES})
+  target_link_libraries(${name} PRIVATE GTest::gtest_main ${ARG_LINKS})
+  orv_common_settings(${name})
+  add_test(NAME ${name} COMMAND ${name})
+  set_tests_properties(${name} PROPERTIES FIXTURES_REQUIRED wine)
+endfunction()

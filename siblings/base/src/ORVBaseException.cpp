@@ -1,0 +1,52 @@
+#include "win32.h"
+
+#include "ORVBaseException.h"
+
+#include "ORVMessages.h"
+
+namespace ORV {
+namespace {
+
+std::wstring WidenTypeName(const char* typeName) {
+  if (typeName == nullptr || *typeName == '\0') return {};
+  const int length = ::MultiByteToWideChar(CP_ACP, 0, typeName, -1, nullptr, 0);
+  if (length <= 1) return {};
+  std::wstring wide(static_cast<size_t>(length - 1), L'\0');
+  ::MultiByteToWideChar(CP_ACP, 0, typeName, -1, wide.data(), length);
+  return wide;
+}
+
+std::wstring TextOf(const SmartPtr<MessageInfo>& info) { return info ? ORVMessages::Format(*info) : std::wstring(); }
+
+}  // namespace
+
+BaseException::BaseException(const wchar* text, const char* typeName)
+    : m_text(text ? text : L""), m_typeName(WidenTypeName(typeName)) {}
+
+BaseException::BaseException(const std::wstring& text, const char* typeName)
+    : m_text(text), m_typeName(WidenTypeName(typeName)) {}
+
+BaseException::BaseException(const SmartPtr<MessageInfo>& info, const char* typeName)
+    : m_text(TextOf(info)), m_typeName(WidenTypeName(typeName)), m_info(info) {}
+
+BaseException::~BaseException() = default;
+
+const std::wstring& BaseException::What() const { return m_text; }
+
+BaseException* BaseException::Copy() const { return CopyOf(*this); }
+
+void BaseException::Throw() const { throw *this; }
+
+Exception::Exception(const wchar* text, const char* typeName) : BaseException(text, typeName) {}
+
+Exception::Exception(const std::wstring& text, const char* typeName) : BaseException(text, typeName) {}
+
+Exception::Exception(const SmartPtr<MessageInfo>& info, const char* typeName) : BaseException(info, typeName) {}
+
+Exception::~Exception() = default;
+
+BaseException* Exception::Copy() const { return CopyOf(*this); }
+
+void Exception::Throw() const { throw *this; }
+
+}  // namespace ORV
