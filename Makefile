@@ -4,6 +4,8 @@
 # and one more for the checked build:
 #   make check  build with library assertions and the trapping UB sanitizer, run the suite
 
+MAKEFLAGS += --no-print-directory
+
 .PHONY: all deps demo test check build-release build-checked clean
 
 all: build-release

@@ -33,7 +33,7 @@ endfunction()
 function(orv_add_wine_fixture)
   add_test(NAME wine.start COMMAND ${ORV_WINE_RUN} ${ORV_WINE_PREFIX} --start)
   add_test(NAME wine.stop COMMAND ${ORV_WINE_RUN} ${ORV_WINE_PREFIX} --stop)
-  set_tests_properties(wine.start PROPERTIES FIXTURES_SETUP wine)
+  set_tests_properties(wine.start PROPERTIES FIXTURES_SETUP wine TIMEOUT 300)
   set_tests_properties(wine.stop PROPERTIES FIXTURES_CLEANUP wine)
 endfunction()
 

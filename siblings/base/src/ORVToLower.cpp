@@ -3,24 +3,31 @@
 #include "ORVToLower.h"
 
 namespace ORV {
+namespace {
 
-char ToLower(char unit) {
-  ::CharLowerBuffA(&unit, 1);
+// ASCII folds without a system call; other units go one at a time, so that a
+// surrogate pair is never folded as a pair.
+template <class Unit>
+Unit FoldUnit(Unit unit, DWORD (WINAPI* lowerBuffer)(Unit*, DWORD)) {
+  if (unit >= 'A' && unit <= 'Z') return static_cast<Unit>(unit + ('a' - 'A'));
+  if (static_cast<unsigned>(unit) < 0x80) return unit;
+  lowerBuffer(&unit, 1);
   return unit;
 }
 
-wchar ToLower(wchar unit) {
-  ::CharLowerBuffW(&unit, 1);
-  return unit;
-}
+}  // namespace
+
+char ToLower(char unit) { return FoldUnit<char>(unit, ::CharLowerBuffA); }
+
+wchar ToLower(wchar unit) { return FoldUnit<wchar>(unit, ::CharLowerBuffW); }
 
 std::string ToLower(std::string text) {
-  if (!text.empty()) ::CharLowerBuffA(text.data(), static_cast<DWORD>(text.size()));
+  for (char& unit : text) unit = ToLower(unit);
   return text;
 }
 
 std::wstring ToLower(std::wstring text) {
-  if (!text.empty()) ::CharLowerBuffW(text.data(), static_cast<DWORD>(text.size()));
+  for (wchar& unit : text) unit = ToLower(unit);
   return text;
 }
 
