@@ -24,12 +24,12 @@ enum MessageId : unsigned int {
   MSG_MOVE = 7,                       // "An error occurred while moving the file %1 into %2."
   MSG_READ = 8,                       // "An error occurred while reading data from file %1."
   MSG_RELEASE_VIEW = 9,               // "An error occurred while releasing a view of the file %1."
-  MSG_RETRIEVE_SERVER = 10,  // "An error occurred while retrieving the server name for the file %1."
-  MSG_SEEK = 11,             // "An error occurred while seeking in the file %1."
-  MSG_SET_ATTRIBUTES = 12,   // "An error occurred while setting the attributes on file %1."
-  MSG_WRITE = 13,            // "An error occurred while writing data in the file %1."
-  MSG_INVALID_CONFIG_SOURCE = 14,  // "The configuration source is invalid."
-  MSG_GET_ATTRIBUTES = 15,         // "An error occurred while getting the file attributes for %1."
+  MSG_RETRIEVE_SERVER = 10,           // "An error occurred while retrieving the server name for the file %1."
+  MSG_SEEK = 11,                      // "An error occurred while seeking in the file %1."
+  MSG_SET_ATTRIBUTES = 12,            // "An error occurred while setting the attributes on file %1."
+  MSG_WRITE = 13,                     // "An error occurred while writing data in the file %1."
+  MSG_INVALID_CONFIG_SOURCE = 14,     // "The configuration source is invalid."
+  MSG_GET_ATTRIBUTES = 15,            // "An error occurred while getting the file attributes for %1."
   MSG_COUNT = 16
 };
 

@@ -177,15 +177,21 @@ TEST(FileException, CopiesKeepOnlyTheTextAssignmentKeepsAll) {
 }
 
 TEST(FileException, HandlersCatchByTheClassTree) {
-  const auto writeError = [] { detail::Raise<WriteErrorException>(ORVFILE_THROW_SITE, MSG_WRITE, 112, std::string("f")); };
+  const auto writeError = [] {
+    detail::Raise<WriteErrorException>(ORVFILE_THROW_SITE, MSG_WRITE, 112, std::string("f"));
+  };
   EXPECT_THROW(writeError(), FilePermissionDeniedException);
   EXPECT_THROW(writeError(), FileException);
   EXPECT_THROW(writeError(), ORV::Exception);
   EXPECT_THROW(writeError(), ORV::BaseException);
 
   // The three open failures are siblings: none catches another.
-  const auto sharing = [] { detail::RaiseOpenFailure(ORVFILE_THROW_SITE, false, ERROR_SHARING_VIOLATION, std::string("f")); };
-  const auto denied = [] { detail::RaiseOpenFailure(ORVFILE_THROW_SITE, false, ERROR_ACCESS_DENIED, std::string("f")); };
+  const auto sharing = [] {
+    detail::RaiseOpenFailure(ORVFILE_THROW_SITE, false, ERROR_SHARING_VIOLATION, std::string("f"));
+  };
+  const auto denied = [] {
+    detail::RaiseOpenFailure(ORVFILE_THROW_SITE, false, ERROR_ACCESS_DENIED, std::string("f"));
+  };
   for (const auto& raise : {+sharing, +denied}) {
     try {
       raise();
@@ -212,7 +218,8 @@ TEST(Raise, RecordsModuleNumberPlaceArgumentsAndLastError) {
   const unsigned int line = __LINE__ + 3;
   try {
     ::SetLastError(ERROR_ALREADY_EXISTS);
-    detail::RaiseLastError<FileCannotCopyException>(ORVFILE_THROW_SITE, MSG_COPY, std::string("a.txt"), std::string("b.txt"));
+    detail::RaiseLastError<FileCannotCopyException>(ORVFILE_THROW_SITE, MSG_COPY, std::string("a.txt"),
+                                                    std::string("b.txt"));
   } catch (const FileCannotCopyException& e) {
     ASSERT_TRUE(e.Info());
     const MessageInfo& info = *e.Info();

@@ -35,13 +35,12 @@ bool Registered(const char* module, unsigned int number) {
 }
 
 // A one-message catalogue of another module.
-const unsigned char kOtherCatalogue[] = {
-    1, 0, 0, 0,                         // one record
-    5, 0, 0, 0, 'O', 't', 'h', 'e', 'r',  // module "Other"
-    3, 0, 0, 0,                         // number 3
-    2, 0, 0, 0, 1,                      // fixed fields
-    4, 0, 0, 0, 'h', 0, 'i', 0,         // "hi"
-    0};
+const unsigned char kOtherCatalogue[] = {1, 0, 0, 0,                           // one record
+                                         5, 0, 0, 0, 'O', 't', 'h', 'e', 'r',  // module "Other"
+                                         3, 0, 0, 0,                           // number 3
+                                         2, 0, 0, 0, 1,                        // fixed fields
+                                         4, 0, 0, 0, 'h', 0,   'i', 0,         // "hi"
+                                         0};
 
 }  // namespace
 

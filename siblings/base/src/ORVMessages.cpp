@@ -139,8 +139,8 @@ std::wstring FillPlaceholders(const std::wstring& pattern, const std::vector<std
   std::wstring text;
   text.reserve(pattern.size());
   for (size_t i = 0; i < pattern.size(); ++i) {
-    const bool placeholder = pattern[i] == L'%' && i + 1 < pattern.size() && pattern[i + 1] >= L'1' &&
-                             pattern[i + 1] <= L'9';
+    const bool placeholder =
+        pattern[i] == L'%' && i + 1 < pattern.size() && pattern[i + 1] >= L'1' && pattern[i + 1] <= L'9';
     const size_t index = placeholder ? static_cast<size_t>(pattern[i + 1] - L'1') : 0;
     if (placeholder && index < arguments.size()) {
       text += arguments[index];

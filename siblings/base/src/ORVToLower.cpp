@@ -8,7 +8,7 @@ namespace {
 // ASCII folds without a system call; other units go one at a time, so that a
 // surrogate pair is never folded as a pair.
 template <class Unit>
-Unit FoldUnit(Unit unit, DWORD (WINAPI* lowerBuffer)(Unit*, DWORD)) {
+Unit FoldUnit(Unit unit, DWORD(WINAPI* lowerBuffer)(Unit*, DWORD)) {
   if (unit >= 'A' && unit <= 'Z') return static_cast<Unit>(unit + ('a' - 'A'));
   if (static_cast<unsigned>(unit) < 0x80) return unit;
   lowerBuffer(&unit, 1);
