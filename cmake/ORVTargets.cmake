@@ -10,7 +10,7 @@ endfunction()
 # orv_add_dll(<name> BUILD_DEFINE <macro> PUBLIC_HEADERS <dir> SOURCES <files...> [LINKS <targets...>])
 function(orv_add_dll name)
   cmake_parse_arguments(ARG "" "BUILD_DEFINE;PUBLIC_HEADERS" "SOURCES;LINKS" ${ARGN})
-  add_library(${name} SHARED ${ARG_SOURCES})
+  add_library(${name} SHARED ${PROJECT_SOURCE_DIR}/src/platform/ModuleEntry.cpp ${ARG_SOURCES})
   # The module names are the family's own: ORVBase160NT.dll, not libORVBase160NT.dll.
   set_target_properties(${name} PROPERTIES PREFIX "" IMPORT_PREFIX "")
   target_include_directories(${name} PUBLIC $<BUILD_INTERFACE:${ARG_PUBLIC_HEADERS}>)

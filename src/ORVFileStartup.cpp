@@ -1,8 +1,6 @@
 // What happens when the library is loaded and unloaded. Everything is done by
 // the static objects below, constructed in this order at load and destroyed
-// in the reverse order at unload; the entry point itself does nothing else.
-#include "win32.h"
-
+// in the reverse order at unload.
 #include "ORVFileStartup.h"
 
 #include "ORVFileCatalogue.h"
@@ -27,8 +25,3 @@ const std::wstring g_emptyText;
 const std::wstring& SharedEmptyText() { return g_emptyText; }
 
 }  // namespace ORVFile::detail
-
-extern "C" BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID /*reserved*/) {
-  if (reason == DLL_PROCESS_ATTACH) ::DisableThreadLibraryCalls(module);
-  return TRUE;
-}

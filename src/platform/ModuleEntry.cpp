@@ -1,7 +1,6 @@
-// The module's entry point: no per-thread notifications, nothing else to do.
+// The entry point of every DLL of the family. All set-up is done by static
+// initialisers; the modules want no per-thread attach and detach calls.
 #include "win32.h"
-
-#include "ORVThreadDefs.h"
 
 extern "C" BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID /*reserved*/) {
   if (reason == DLL_PROCESS_ATTACH) ::DisableThreadLibraryCalls(module);
