@@ -1,0 +1,504 @@
+#include "win32.h"
+
+#include <algorithm>
+#include <type_traits>
+
+#include "ORVFileException.h"
+#include "ORVNewPath.h"
+
+namespace ORVFile {
+
+namespace {
+
+// The constants are ASCII, so one narrow literal serves both widths.
+template <class CharT>
+std::basic_string<CharT> Ascii(const char* text) {
+  std::basic_string<CharT> result;
+  for (; *text != '\0'; ++text) result += static_cast<CharT>(static_cast<unsigned char>(*text));
+  return result;
+}
+
+template <class CharT>
+constexpr CharT FoldAscii(CharT c) noexcept {
+  return (c >= CharT('A') && c <= CharT('Z')) ? static_cast<CharT>(c - CharT('A') + CharT('a')) : c;
+}
+
+template <class CharT>
+constexpr bool IsAsciiLetter(CharT c) noexcept {
+  const CharT folded = FoldAscii(c);
+  return folded >= CharT('a') && folded <= CharT('z');
+}
+
+// The narrow tests are made on the signed character, the wide ones unsigned.
+template <class CharT>
+constexpr int Signed(CharT c) noexcept {
+  if constexpr (sizeof(CharT) == 1)
+    return static_cast<signed char>(c);
+  else
+    return static_cast<std::int16_t>(c);
+}
+
+template <class CharT>
+constexpr bool BelowSpace(CharT c) noexcept {
+  if constexpr (sizeof(CharT) == 1)
+    return static_cast<signed char>(c) < 32;
+  else
+    return static_cast<std::uint16_t>(c) < 32;
+}
+
+// The exceptions of Set carry no message.
+[[noreturn]] void ThrowInvalidPath() {
+  throw InvalidPathException(SmartPtr<MessageInfo>(), InvalidPathException::ClassName());
+}
+
+}  // namespace
+
+template <class CharT>
+const typename NewPathT<CharT>::String NewPathT<CharT>::NP_PATH_SEPARATOR = Ascii<CharT>("\\");
+template <class CharT>
+const typename NewPathT<CharT>::String NewPathT<CharT>::NP_SLASH = Ascii<CharT>("/");
+template <class CharT>
+const typename NewPathT<CharT>::String NewPathT<CharT>::NP_DRIVE_SEPARATOR = Ascii<CharT>(":");
+template <class CharT>
+const typename NewPathT<CharT>::String NewPathT<CharT>::NP_EXTENSION_SEPARATOR = Ascii<CharT>(".");
+template <class CharT>
+const typename NewPathT<CharT>::String NewPathT<CharT>::NP_CURRENT = Ascii<CharT>(".");
+template <class CharT>
+const typename NewPathT<CharT>::String NewPathT<CharT>::NP_SPACE = Ascii<CharT>(" ");
+template <class CharT>
+const typename NewPathT<CharT>::String NewPathT<CharT>::NP_ROOT = Ascii<CharT>("\\");
+template <class CharT>
+const typename NewPathT<CharT>::String NewPathT<CharT>::NP_PARENT = Ascii<CharT>("..");
+template <class CharT>
+const typename NewPathT<CharT>::String NewPathT<CharT>::NP_UNC_ROOT = Ascii<CharT>("\\\\");
+template <class CharT>
+const typename NewPathT<CharT>::String NewPathT<CharT>::NP_FILE_SCHEME = Ascii<CharT>("file:\\\\");
+template <class CharT>
+const typename NewPathT<CharT>::String NewPathT<CharT>::NP_ALL_INVALID_PATH_CHAR = Ascii<CharT>("\"*/:<>?\\|");
+template <class CharT>
+const typename NewPathT<CharT>::String NewPathT<CharT>::NP_ALL_INVALID_COMPUTER_CHAR = Ascii<CharT>("\"+,/:;<=>?[\\]|");
+template <class CharT>
+const typename NewPathT<CharT>::String NewPathT<CharT>::NP_ALL_INVALID_PATH_NAME[kDeviceNameCount] = {
+    Ascii<CharT>("AUX"),  Ascii<CharT>("CLOCK$"), Ascii<CharT>("COM1"), Ascii<CharT>("COM2"), Ascii<CharT>("COM3"),
+    Ascii<CharT>("COM4"), Ascii<CharT>("COM5"),   Ascii<CharT>("COM6"), Ascii<CharT>("COM7"), Ascii<CharT>("COM8"),
+    Ascii<CharT>("COM9"), Ascii<CharT>("CON"),    Ascii<CharT>("LPT1"), Ascii<CharT>("LPT2"), Ascii<CharT>("LPT3"),
+    Ascii<CharT>("LPT4"), Ascii<CharT>("LPT5"),   Ascii<CharT>("LPT6"), Ascii<CharT>("LPT7"), Ascii<CharT>("LPT8"),
+    Ascii<CharT>("LPT9"), Ascii<CharT>("NUL"),    Ascii<CharT>("PRN")};
+
+template <class CharT>
+NewPathT<CharT>::NewPathT() : m_size(0), m_time(0), m_path(), m_state(kAttributes) {}
+
+template <class CharT>
+NewPathT<CharT>::NewPathT(const String& text, PathType type, bool validate) : NewPathT() {
+  Set(text, type, validate);
+}
+
+template <class CharT>
+NewPathT<CharT>::NewPathT(const NewPathT& other) = default;
+
+template <class CharT>
+NewPathT<CharT>& NewPathT<CharT>::operator=(const NewPathT& other) = default;
+
+template <class CharT>
+NewPathT<CharT>::~NewPathT() = default;
+
+template <class CharT>
+void NewPathT<CharT>::StoreRootLength(std::size_t length) noexcept {
+  // A 6-bit field: only validation keeps a server name short enough.
+  m_state = (m_state & ~kRootMask) | ((static_cast<std::uint32_t>(length) & 0x3Fu) << kRootShift);
+}
+
+template <class CharT>
+std::size_t NewPathT<CharT>::RootLength() const noexcept {
+  return std::min<std::size_t>(StoredRootLength(), m_path.size());
+}
+
+template <class CharT>
+void NewPathT<CharT>::Set(const String& text, PathType type, bool validate) {
+  const CharT bs = CharT('\\');
+  String s = text;
+
+  // 1. Type; every other flag is rebuilt below.
+  m_state = (static_cast<std::uint32_t>(type) & 7u) << kTypeShift;
+
+  // 2. Both separators are accepted; only backslashes are kept.
+  std::replace(s.begin(), s.end(), CharT('/'), bs);
+
+  // 3. Cache reset; absolute until the text proves relative.
+  m_size = 0;
+  m_time = ORV::DateTime(0);
+  m_state |= kAttributes | kAbsolute;
+
+  // 4. "file:\\\C:\x" loses eight units, "file:\\srv\x" only "file:".
+  const String& scheme = NP_FILE_SCHEME;
+  if (s.size() >= scheme.size() &&
+      std::equal(scheme.begin(), scheme.end(), s.begin(), [](CharT a, CharT b) { return a == FoldAscii(b); })) {
+    if (s.size() > scheme.size() && s[scheme.size()] == bs) {
+      s.erase(0, scheme.size() + 1);
+      if (s.empty()) s = NP_CURRENT;
+    } else {
+      s.erase(0, scheme.size() - NP_UNC_ROOT.size());
+    }
+  }
+
+  // 5. Drive, UNC or neither.
+  std::size_t root = 0;
+  if (s.size() >= 2 && s[1] == CharT(':')) {
+    if (!IsAsciiLetter(s[0])) ThrowInvalidPath();
+    m_state |= kDrive;
+    root = 2;
+    if (s.size() < 3 || s[2] != bs) m_state &= ~kAbsolute;  // "C:x"
+  } else if (s.size() < 2) {
+    if (s.empty() || s[0] != bs) m_state &= ~kAbsolute;
+  } else if (s.compare(0, NP_UNC_ROOT.size(), NP_UNC_ROOT) == 0) {
+    m_state |= kUNC;
+    root = 2;
+  } else if (s[0] != bs) {
+    m_state &= ~kAbsolute;
+  }
+  StoreRootLength(root);
+
+  // 6.
+  while (s.size() > root && s.back() == bs) s.pop_back();
+
+  // 7. The root becomes "\\server".
+  if ((m_state & kUNC) != 0) {
+    std::size_t end = s.find(bs, root);
+    if (end == String::npos) end = s.size();
+    if (validate) {
+      const std::size_t length = end - root;
+      if (length < 1 || length > 15) ThrowInvalidPath();
+      for (std::size_t i = root; i < end; ++i)
+        if (InvalidComputerNameChar(s[i])) ThrowInvalidPath();
+    }
+    StoreRootLength(end);
+    root = StoredRootLength();
+  }
+
+  // 8-10. Collapse separators, resolve dot segments, give a root its backslash.
+  CollapseSeparators(s, root);
+  ResolveDots(s, root);
+
+  const std::size_t first = (m_state & kAbsolute) != 0 ? root + 1 : root;
+  // 11. Segments after the root; a device name is read up to the end of the
+  // whole text, so only a last segment can name one ("C:\CON\x" passes).
+  if (validate && s.size() > root) {
+    const CharT* const text = s.c_str();
+    std::size_t pos = std::min(first, s.size());
+    while (pos < s.size()) {
+      std::size_t end = s.find(bs, pos);
+      if (end == String::npos) end = s.size();
+      if (InvalidPathName(text + pos, text + end)) ThrowInvalidPath();
+      pos = end + 1;
+    }
+  }
+
+  m_path.swap(s);
+}
+
+template <class CharT>
+void NewPathT<CharT>::CollapseSeparators(String& s, std::size_t root) {
+  const CharT bs = CharT('\\');
+  String out(s, 0, root);
+  for (std::size_t i = root; i < s.size(); ++i) {
+    if (s[i] == bs && out.size() > root && out.back() == bs) continue;
+    out += s[i];
+  }
+  s.swap(out);
+}
+
+template <class CharT>
+void NewPathT<CharT>::ResolveDots(String& s, std::size_t root) {
+  const CharT bs = CharT('\\');
+  const bool absolute = (m_state & kAbsolute) != 0;
+  const std::size_t first = absolute ? root + 1 : root;
+
+  // "a\..\..\b" -> "..\b", "C:\..\x" -> "C:\x".
+  if (s.size() > root) {
+    std::size_t pos = first;
+    int depth = 0;
+    while (pos < s.size()) {
+      std::size_t end = s.find(bs, pos);
+      if (end == String::npos) end = s.size();
+      const std::size_t length = end - pos;
+      if (length == 2 && s[pos] == CharT('.') && s[pos + 1] == CharT('.')) {
+        if (!absolute && depth == 0) {
+          pos = end + 1;  // a relative path may begin with ".."
+          continue;
+        }
+        // Remove the previous segment too, never crossing the root.
+        std::size_t cut = first;
+        if (pos >= 2) {
+          const std::size_t b = s.rfind(bs, pos - 2);
+          if (b != String::npos && b + 1 > first) cut = b + 1;
+        }
+        s.erase(cut, std::min(end + 1, s.size()) - cut);
+        pos = cut;
+        --depth;
+      } else if (length == 1 && s[pos] == CharT('.')) {
+        s.erase(pos, std::min(end + 1, s.size()) - pos);
+      } else {
+        pos = end + 1;
+        ++depth;
+      }
+    }
+    if (s.empty()) {
+      s = NP_CURRENT;
+    } else {
+      // A name cannot end in a space: "C:\dir\name \" -> "C:\dir\name".
+      while (!s.empty() && (s.back() == bs || s.back() == CharT(' '))) s.pop_back();
+    }
+  }
+  // Only a relative text can end up empty; an absolute one becomes its root below.
+  if (s.empty() && !absolute) s = NP_CURRENT;
+
+  // Roots keep their backslash: "C:\", "\", "\\server\". The flags are
+  // recomputed so that a path appended to a root stops being one.
+  m_state &= ~(kRoot | kServer);
+  if (s.size() <= root && absolute) {
+    m_state |= kRoot;
+    if ((m_state & kUNC) != 0) m_state |= kServer;
+    s += bs;
+  }
+}
+
+template <class CharT>
+void NewPathT<CharT>::Canonicalize(bool makeAbsolute) {
+  const std::size_t root = RootLength();
+  CollapseSeparators(m_path, root);
+  if (makeAbsolute && IsRelative()) {
+    if (!HasDrive()) {
+      *this = GetCurrentPath(NP_CURRENT[0]) + *this;
+    } else {
+      const NewPathT rest(m_path.substr(root), Type(), false);
+      *this = GetCurrentPath(m_path[0]) + rest;
+    }
+    return;
+  }
+  ResolveDots(m_path, root);
+}
+
+template <class CharT>
+NewPathT<CharT>& NewPathT<CharT>::operator+=(const NewPathT& other) {
+  if (other.IsComplete()) {
+    *this = other;
+    return *this;
+  }
+  if (other.m_path.empty() || other.m_path[0] != CharT('\\')) {
+    String saved = Directory() + other.m_path;
+    saved.swap(m_path);
+    Canonicalize(false);
+    if (m_path.size() >= kMaxPath) {
+      m_path.swap(saved);
+      ThrowInvalidPath();
+    }
+  } else if (!HasDrive() && !IsUNC()) {
+    *this = other;
+    return *this;
+  } else {
+    // Keep this root, take everything after it from the other: "C:\a" + "\b" -> "C:\b".
+    m_path = m_path.substr(0, RootLength()) + other.m_path;
+    m_state |= kAbsolute;
+    m_state &= ~(kRoot | kServer);
+    if (m_path.size() == RootLength() + 1) {  // the other was "\" alone
+      m_state |= kRoot;
+      if (IsUNC()) m_state |= kServer;
+    }
+  }
+  ResetCache();
+  m_state = (m_state & ~kTypeMask) | (other.m_state & kTypeMask);
+  return *this;
+}
+
+template <class CharT>
+NewPathT<CharT> NewPathT<CharT>::operator+(const NewPathT& other) const {
+  NewPathT result(*this);
+  result += other;
+  return result;
+}
+
+template <class CharT>
+void NewPathT<CharT>::ResetCache() noexcept {
+  m_size = 0;
+  m_time = ORV::DateTime(0);
+  m_state = (m_state & ~(kExists | kLoaded)) | kAttributes;
+}
+
+template <class CharT>
+NewPathT<CharT> NewPathT<CharT>::GetCurrentPath(const CharT& drive) {
+  CharT buffer[kMaxPath] = {};
+  if (drive == NP_CURRENT[0]) {
+    if constexpr (sizeof(CharT) == 1)
+      ::GetCurrentDirectoryA(kMaxPath, buffer);
+    else
+      ::GetCurrentDirectoryW(kMaxPath, buffer);
+  } else {
+    const CharT letter = FoldAscii(drive);
+    const bool present = letter >= CharT('a') && letter <= CharT('z') &&
+                         ((::GetLogicalDrives() >> static_cast<unsigned>(letter - CharT('a'))) & 1u) != 0;
+    if (!present) ThrowInvalidPath();
+    // "d:" alone names that drive's current directory.
+    const CharT driveText[] = {letter, CharT(':'), CharT(0)};
+    if constexpr (sizeof(CharT) == 1)
+      ::GetFullPathNameA(driveText, kMaxPath, buffer, nullptr);
+    else
+      ::GetFullPathNameW(driveText, kMaxPath, buffer, nullptr);
+  }
+  buffer[kMaxPath - 1] = CharT(0);
+  NewPathT result;
+  result.Set(String(buffer), PathType::Directory, false);
+  result.m_state |= kExists;
+  return result;
+}
+
+template <class CharT>
+typename NewPathT<CharT>::String NewPathT<CharT>::FullPath() const {
+  String result = m_path;
+  const bool bareDrive = m_path.size() == StoredRootLength() && HasDrive();
+  if (IsDirectory() && !IsRoot() && !bareDrive) result += CharT('\\');
+  return result;
+}
+
+template <class CharT>
+typename NewPathT<CharT>::String NewPathT<CharT>::Root() const {
+  const std::size_t length = std::min(RootLength() + (IsAbsolute() ? 1 : 0), m_path.size());
+  String result = m_path.substr(0, length);
+  if (HasDrive() && !IsAbsolute()) result += CharT('\\');
+  return result;
+}
+
+template <class CharT>
+typename NewPathT<CharT>::String NewPathT<CharT>::Drive() const {
+  return IsUNC() ? String() : m_path.substr(0, RootLength());
+}
+
+template <class CharT>
+typename NewPathT<CharT>::String NewPathT<CharT>::Name() const {
+  const std::size_t root = RootLength();
+  const std::size_t slash = m_path.rfind(CharT('\\'));
+  if (slash == String::npos || slash < root) return m_path.substr(root);
+  return m_path.substr(slash + 1);
+}
+
+template <class CharT>
+typename NewPathT<CharT>::String NewPathT<CharT>::Extension() const {
+  const std::size_t dot = m_path.rfind(CharT('.'));
+  if (dot == String::npos) return String();
+  if (m_path.find(CharT('\\'), dot) != String::npos) return String();
+  return m_path.substr(dot);
+}
+
+template <class CharT>
+typename NewPathT<CharT>::String NewPathT<CharT>::Directory() const {
+  // A directory is its own directory, so that joining to it and searching in
+  // it work: "D:\w" + "x" -> "D:\w\x".
+  if (IsDirectory()) return FullPath();
+  const std::size_t root = RootLength();
+  const std::size_t slash = m_path.rfind(CharT('\\'));
+  if (slash == String::npos || slash < root) return m_path.substr(0, root);  // "C:x" -> "C:"
+  return m_path.substr(0, slash + 1);
+}
+
+template <class CharT>
+typename NewPathT<CharT>::String NewPathT<CharT>::DirectoryWithoutBackslash() const {
+  if (IsDirectory()) return m_path;
+  const std::size_t root = RootLength();
+  const std::size_t slash = m_path.rfind(CharT('\\'));
+  if (slash == String::npos || slash < root) return m_path.substr(0, root);
+  // "C:" would name the current directory of C:, not its root.
+  if (slash == root && IsAbsolute()) return m_path.substr(0, slash + 1);
+  return m_path.substr(0, slash);
+}
+
+template <class CharT>
+bool NewPathT<CharT>::IsChild(const NewPathT& parent) const {
+  const String& prefix = parent.m_path;
+  return prefix.size() < m_path.size() && std::equal(prefix.begin(), prefix.end(), m_path.begin(),
+                                                     [](CharT a, CharT b) { return FoldAscii(a) == FoldAscii(b); });
+}
+
+template <class CharT>
+void NewPathT<CharT>::ToLowerCase() noexcept {
+  for (CharT& c : m_path) c = FoldAscii(c);
+}
+
+template <class CharT>
+bool NewPathT<CharT>::operator<(const String& text) const noexcept {
+  using Unit = std::make_unsigned_t<CharT>;
+  return std::lexicographical_compare(m_path.begin(), m_path.end(), text.begin(), text.end(),
+                                      [](CharT a, CharT b) { return static_cast<Unit>(a) < static_cast<Unit>(b); });
+}
+
+// The tables are sorted by the units' own order, so a binary search serves both widths.
+template <class String>
+bool InSortedTable(const String& table, typename String::value_type c) {
+  const auto it = std::lower_bound(table.begin(), table.end(), c);
+  return it != table.end() && *it == c;
+}
+
+template <class CharT>
+bool NewPathT<CharT>::InvalidPathChar(const CharT& c) {
+  return BelowSpace(c) || InSortedTable(NP_ALL_INVALID_PATH_CHAR, c);
+}
+
+template <class CharT>
+bool NewPathT<CharT>::InvalidComputerNameChar(const CharT& c) {
+  return BelowSpace(c) || InSortedTable(NP_ALL_INVALID_COMPUTER_CHAR, c);
+}
+
+template <class CharT>
+bool NewPathT<CharT>::InvalidSegment(const CharT* begin, const CharT* end) {
+  for (const CharT* p = begin; p < end; ++p)
+    if (InvalidPathChar(*p)) return true;
+  return false;
+}
+
+template <class CharT>
+bool NewPathT<CharT>::InvalidPathName(const CharT* begin, const CharT* end) {
+  return InvalidSegment(begin, end) || IsDeviceName(begin);
+}
+
+// Folds while walking equal units but compares the first differing units
+// unfolded; with the halving below this finds "con" but not "aux". Kept so.
+template <class CharT>
+bool NewPathT<CharT>::InvalidPathNameLess(const String& entry, const CharT* text) {
+  std::size_t i = 0;
+  // The entry holds no zero, so the walk stops at the text's terminator at the latest.
+  while (i < entry.size() && FoldAscii(entry[i]) == FoldAscii(text[i])) ++i;
+  if (i < entry.size()) return Signed(entry[i]) < Signed(text[i]);
+  const CharT next = text[i];
+  return next != CharT('.') && next != CharT(0) && Signed(next) > 0;
+}
+
+template <class CharT>
+bool NewPathT<CharT>::InvalidPathNameEqual(const String& entry, const CharT* text) {
+  std::size_t i = 0;
+  while (i < entry.size() && FoldAscii(entry[i]) == FoldAscii(text[i])) ++i;
+  return i == entry.size() && (text[i] == CharT('.') || text[i] == CharT(0));
+}
+
+template <class CharT>
+bool NewPathT<CharT>::IsDeviceName(const CharT* text) {
+  std::size_t first = 0;
+  std::size_t count = kDeviceNameCount;
+  while (count > 0) {
+    const std::size_t half = count / 2;
+    if (InvalidPathNameLess(NP_ALL_INVALID_PATH_NAME[first + half], text)) {
+      first += half + 1;
+      count -= half + 1;
+    } else {
+      count = half;
+    }
+  }
+  return first < kDeviceNameCount && InvalidPathNameEqual(NP_ALL_INVALID_PATH_NAME[first], text);
+}
+
+// The export already comes from the extern declarations in the header; GCC
+// reports the repeated attribute as ignored, which is harmless here.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wattributes"
+template class ORVFILE_API NewPathT<char>;
+template class ORVFILE_API NewPathT<wchar>;
+#pragma GCC diagnostic pop
+
+}  // namespace ORVFile
