@@ -136,6 +136,11 @@ class NewPathT {
 
   static constexpr std::size_t kMaxPath = 260;
 
+  // The one place each Win32 call is made, picking the A or W function by width.
+  static unsigned long GetCurrentDirectoryWrp(unsigned long size, CharT* buffer);
+  static unsigned long GetFullPathNameWrp(const CharT* path, unsigned long size, CharT* buffer);
+  static unsigned long GetLogicalDrivesWrp();
+
   PathType Type() const noexcept { return static_cast<PathType>((m_state & kTypeMask) >> kTypeShift); }
   std::uint32_t StoredRootLength() const noexcept { return (m_state & kRootMask) >> kRootShift; }
   void StoreRootLength(std::size_t length) noexcept;

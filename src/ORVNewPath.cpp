@@ -325,24 +325,39 @@ void NewPathT<CharT>::ResetCache() noexcept {
 }
 
 template <class CharT>
+unsigned long NewPathT<CharT>::GetCurrentDirectoryWrp(unsigned long size, CharT* buffer) {
+  if constexpr (sizeof(CharT) == 1)
+    return ::GetCurrentDirectoryA(size, buffer);
+  else
+    return ::GetCurrentDirectoryW(size, buffer);
+}
+
+template <class CharT>
+unsigned long NewPathT<CharT>::GetFullPathNameWrp(const CharT* path, unsigned long size, CharT* buffer) {
+  if constexpr (sizeof(CharT) == 1)
+    return ::GetFullPathNameA(path, size, buffer, nullptr);
+  else
+    return ::GetFullPathNameW(path, size, buffer, nullptr);
+}
+
+template <class CharT>
+unsigned long NewPathT<CharT>::GetLogicalDrivesWrp() {
+  return ::GetLogicalDrives();
+}
+
+template <class CharT>
 NewPathT<CharT> NewPathT<CharT>::GetCurrentPath(const CharT& drive) {
   CharT buffer[kMaxPath] = {};
   if (drive == NP_CURRENT[0]) {
-    if constexpr (sizeof(CharT) == 1)
-      ::GetCurrentDirectoryA(kMaxPath, buffer);
-    else
-      ::GetCurrentDirectoryW(kMaxPath, buffer);
+    GetCurrentDirectoryWrp(kMaxPath, buffer);
   } else {
     const CharT letter = FoldAscii(drive);
     const bool present = letter >= CharT('a') && letter <= CharT('z') &&
-                         ((::GetLogicalDrives() >> static_cast<unsigned>(letter - CharT('a'))) & 1u) != 0;
+                         ((GetLogicalDrivesWrp() >> static_cast<unsigned>(letter - CharT('a'))) & 1u) != 0;
     if (!present) ThrowInvalidPath();
     // "d:" alone names that drive's current directory.
     const CharT driveText[] = {letter, CharT(':'), CharT(0)};
-    if constexpr (sizeof(CharT) == 1)
-      ::GetFullPathNameA(driveText, kMaxPath, buffer, nullptr);
-    else
-      ::GetFullPathNameW(driveText, kMaxPath, buffer, nullptr);
+    GetFullPathNameWrp(driveText, kMaxPath, buffer);
   }
   buffer[kMaxPath - 1] = CharT(0);
   NewPathT result;
