@@ -1,10 +1,18 @@
 #include "win32.h"
 
+#include <lm.h>
+#include <winnetwk.h>
+
 #include <algorithm>
+#include <climits>
 #include <type_traits>
 
+#include "ORVCharset.h"
 #include "ORVFileException.h"
+#include "ORVHandle.h"
 #include "ORVNewPath.h"
+#include "ORVRaise.h"
+#include "ORVToLower.h"
 
 namespace ORVFile {
 
@@ -51,6 +59,65 @@ constexpr bool BelowSpace(CharT c) noexcept {
   throw InvalidPathException(SmartPtr<MessageInfo>(), InvalidPathException::ClassName());
 }
 
+[[noreturn]] void ThrowNotFoundWithoutMessage() {
+  throw FileNotFoundException(SmartPtr<MessageInfo>(), FileNotFoundException::ClassName());
+}
+
+std::int32_t ClampToInt32(long long value) noexcept {
+  return static_cast<std::int32_t>(std::clamp<long long>(value, INT32_MIN, INT32_MAX));
+}
+
+long long UnixTime(const FILETIME& time) noexcept {
+  return ORV::FileTimeToUnixTime(time.dwLowDateTime, time.dwHighDateTime);
+}
+
+// Both widths' find records have the same layout but for the name.
+template <class CharT, class Record>
+void Convert(const Record& from, Win32FindData<CharT>& to) {
+  to.attributes = from.dwFileAttributes;
+  to.creationTime = ClampToInt32(UnixTime(from.ftCreationTime));
+  to.lastAccessTime = ClampToInt32(UnixTime(from.ftLastAccessTime));
+  to.lastWriteTime = ClampToInt32(UnixTime(from.ftLastWriteTime));
+  to.size = from.nFileSizeLow;  // the high half is dropped, as in the path's cache
+  to.name.assign(from.cFileName);
+}
+
+template <class CharT>
+bool IsDotEntry(const std::basic_string<CharT>& name) noexcept {
+  return (name.size() == 1 && name[0] == CharT('.')) ||
+         (name.size() == 2 && name[0] == CharT('.') && name[1] == CharT('.'));
+}
+
+// Share names come from the system as UTF-16 only.
+std::string WideCharToMultiByteWrp(const std::wstring& text) {
+  if (text.empty()) return std::string();
+  const int length = static_cast<int>(text.size());
+  const int bytes = ::WideCharToMultiByte(CP_ACP, 0, text.data(), length, nullptr, 0, nullptr, nullptr);
+  std::string result(static_cast<std::size_t>(std::max(bytes, 0)), '\0');
+  ::WideCharToMultiByte(CP_ACP, 0, text.data(), length, result.data(), bytes, nullptr, nullptr);
+  return result;
+}
+
+template <class CharT>
+std::basic_string<CharT> FromWide(const std::wstring& text) {
+  if constexpr (sizeof(CharT) == 1)
+    return WideCharToMultiByteWrp(text);
+  else
+    return text;
+}
+
+constexpr DWORD kSettableAttributes = FILE_ATTRIBUTE_ARCHIVE | FILE_ATTRIBUTE_HIDDEN |
+                                      FILE_ATTRIBUTE_NOT_CONTENT_INDEXED | FILE_ATTRIBUTE_OFFLINE |
+                                      FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_SYSTEM | FILE_ATTRIBUTE_TEMPORARY;
+
+bool IsDirectoryAttribute(unsigned long attributes) noexcept { return (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0; }
+
+// Junctions and symbolic links to directories are neither entered nor copied
+// through: one could lead back to an ancestor.
+bool IsRealDirectory(unsigned long attributes) noexcept {
+  return IsDirectoryAttribute(attributes) && (attributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0;
+}
+
 }  // namespace
 
 template <class CharT>
@@ -78,6 +145,10 @@ const typename NewPathT<CharT>::String NewPathT<CharT>::NP_ALL_INVALID_PATH_CHAR
 template <class CharT>
 const typename NewPathT<CharT>::String NewPathT<CharT>::NP_ALL_INVALID_COMPUTER_CHAR = Ascii<CharT>("\"+,/:;<=>?[\\]|");
 template <class CharT>
+const typename NewPathT<CharT>::String NewPathT<CharT>::NP_DEFAULT_FILTER = Ascii<CharT>("*");
+template <class CharT>
+const AdvSearchOptions NewPathT<CharT>::NP_DEFAULT_ADV_OPTIONS;
+template <class CharT>
 const typename NewPathT<CharT>::String NewPathT<CharT>::NP_ALL_INVALID_PATH_NAME[kDeviceNameCount] = {
     Ascii<CharT>("AUX"),  Ascii<CharT>("CLOCK$"), Ascii<CharT>("COM1"), Ascii<CharT>("COM2"), Ascii<CharT>("COM3"),
     Ascii<CharT>("COM4"), Ascii<CharT>("COM5"),   Ascii<CharT>("COM6"), Ascii<CharT>("COM7"), Ascii<CharT>("COM8"),
@@ -101,6 +172,17 @@ NewPathT<CharT>& NewPathT<CharT>::operator=(const NewPathT& other) = default;
 
 template <class CharT>
 NewPathT<CharT>::~NewPathT() = default;
+
+template <class CharT>
+NewPathT<CharT>& NewPathT<CharT>::operator=(const String& text) {
+  Set(text, PathType::Detect, true);
+  return *this;
+}
+
+template <class CharT>
+void NewPathT<CharT>::SetType(PathType type) const noexcept {
+  m_state = (m_state & ~kTypeMask) | (static_cast<std::uint32_t>(type) << kTypeShift);
+}
 
 template <class CharT>
 void NewPathT<CharT>::StoreRootLength(std::size_t length) noexcept {
@@ -178,6 +260,8 @@ void NewPathT<CharT>::Set(const String& text, PathType type, bool validate) {
   // 8-10. Collapse separators, resolve dot segments, give a root its backslash.
   CollapseSeparators(s, root);
   ResolveDots(s, root);
+  // ".\u:" resolves to "u:", which would read back as a drive: refused.
+  if ((m_state & kDrive) == 0 && s.size() >= 2 && s[1] == CharT(':')) ThrowInvalidPath();
 
   const std::size_t first = (m_state & kAbsolute) != 0 ? root + 1 : root;
   // 11. Segments after the root; a device name is read up to the end of the
@@ -194,6 +278,13 @@ void NewPathT<CharT>::Set(const String& text, PathType type, bool validate) {
   }
 
   m_path.swap(s);
+
+  // 12. The load turns Detect into File or Directory.
+  if (type == PathType::Detect) {
+    const unsigned long error = Load();
+    if ((m_state & kExists) == 0)
+      detail::Raise<FileNotFoundException>(ORVFILE_THROW_SITE, MSG_GET_ATTRIBUTES, error, m_path);
+  }
 }
 
 template <class CharT>
@@ -208,48 +299,63 @@ void NewPathT<CharT>::CollapseSeparators(String& s, std::size_t root) {
 }
 
 template <class CharT>
-void NewPathT<CharT>::ResolveDots(String& s, std::size_t root) {
+void NewPathT<CharT>::RemoveDotSegments(String& s, std::size_t root) const {
   const CharT bs = CharT('\\');
   const bool absolute = (m_state & kAbsolute) != 0;
   const std::size_t first = absolute ? root + 1 : root;
-
-  // "a\..\..\b" -> "..\b", "C:\..\x" -> "C:\x".
-  if (s.size() > root) {
-    std::size_t pos = first;
-    int depth = 0;
-    while (pos < s.size()) {
-      std::size_t end = s.find(bs, pos);
-      if (end == String::npos) end = s.size();
-      const std::size_t length = end - pos;
-      if (length == 2 && s[pos] == CharT('.') && s[pos + 1] == CharT('.')) {
-        if (!absolute && depth == 0) {
-          pos = end + 1;  // a relative path may begin with ".."
-          continue;
-        }
-        // Remove the previous segment too, never crossing the root.
-        std::size_t cut = first;
-        if (pos >= 2) {
-          const std::size_t b = s.rfind(bs, pos - 2);
-          if (b != String::npos && b + 1 > first) cut = b + 1;
-        }
-        s.erase(cut, std::min(end + 1, s.size()) - cut);
-        pos = cut;
-        --depth;
-      } else if (length == 1 && s[pos] == CharT('.')) {
-        s.erase(pos, std::min(end + 1, s.size()) - pos);
-      } else {
-        pos = end + 1;
-        ++depth;
+  std::size_t pos = first;
+  int depth = 0;
+  while (pos < s.size()) {
+    std::size_t end = s.find(bs, pos);
+    if (end == String::npos) end = s.size();
+    const std::size_t length = end - pos;
+    if (length == 2 && s[pos] == CharT('.') && s[pos + 1] == CharT('.')) {
+      if (!absolute && depth == 0) {
+        pos = end + 1;  // a relative path may begin with ".."
+        continue;
       }
-    }
-    if (s.empty()) {
-      s = NP_CURRENT;
+      // Remove the previous segment too, never crossing the root.
+      std::size_t cut = first;
+      if (pos >= 2) {
+        const std::size_t b = s.rfind(bs, pos - 2);
+        if (b != String::npos && b + 1 > first) cut = b + 1;
+      }
+      s.erase(cut, std::min(end + 1, s.size()) - cut);
+      pos = cut;
+      --depth;
+    } else if (length == 1 && s[pos] == CharT('.')) {
+      s.erase(pos, std::min(end + 1, s.size()) - pos);
     } else {
-      // A name cannot end in a space: "C:\dir\name \" -> "C:\dir\name".
-      while (!s.empty() && (s.back() == bs || s.back() == CharT(' '))) s.pop_back();
+      pos = end + 1;
+      ++depth;
     }
   }
-  // Only a relative text can end up empty; an absolute one becomes its root below.
+}
+
+template <class CharT>
+void NewPathT<CharT>::ResolveDots(String& s, std::size_t root) {
+  const CharT bs = CharT('\\');
+  const bool absolute = (m_state & kAbsolute) != 0;
+
+  // "a\..\..\b" -> "..\b", "C:\..\x" -> "C:\x". A name cannot end in a space,
+  // so the end loses its spaces and backslashes: "C:\dir\name \" -> "C:\dir\name".
+  // The trim never cuts into the root, and when it lays bare a dot segment
+  // ("\x\. " -> "\x\.") the walk runs again, so that the result is canonical.
+  if (s.size() > root) {
+    for (;;) {
+      RemoveDotSegments(s, root);
+      if (s.empty()) {
+        s = NP_CURRENT;
+        break;
+      }
+      bool trimmed = false;
+      while (s.size() > root && (s.back() == bs || s.back() == CharT(' '))) {
+        s.pop_back();
+        trimmed = true;
+      }
+      if (!trimmed || s.size() <= root) break;
+    }
+  }
   if (s.empty() && !absolute) s = NP_CURRENT;
 
   // Roots keep their backslash: "C:\", "\", "\\server\". The flags are
@@ -305,7 +411,7 @@ NewPathT<CharT>& NewPathT<CharT>::operator+=(const NewPathT& other) {
       if (IsUNC()) m_state |= kServer;
     }
   }
-  ResetCache();
+  ResetProperties();
   m_state = (m_state & ~kTypeMask) | (other.m_state & kTypeMask);
   return *this;
 }
@@ -318,38 +424,18 @@ NewPathT<CharT> NewPathT<CharT>::operator+(const NewPathT& other) const {
 }
 
 template <class CharT>
-void NewPathT<CharT>::ResetCache() noexcept {
+void NewPathT<CharT>::ResetProperties() const noexcept {
   m_size = 0;
   m_time = ORV::DateTime(0);
   m_state = (m_state & ~(kExists | kLoaded)) | kAttributes;
 }
 
 template <class CharT>
-unsigned long NewPathT<CharT>::GetCurrentDirectoryWrp(unsigned long size, CharT* buffer) {
-  if constexpr (sizeof(CharT) == 1)
-    return ::GetCurrentDirectoryA(size, buffer);
-  else
-    return ::GetCurrentDirectoryW(size, buffer);
-}
-
-template <class CharT>
-unsigned long NewPathT<CharT>::GetFullPathNameWrp(const CharT* path, unsigned long size, CharT* buffer) {
-  if constexpr (sizeof(CharT) == 1)
-    return ::GetFullPathNameA(path, size, buffer, nullptr);
-  else
-    return ::GetFullPathNameW(path, size, buffer, nullptr);
-}
-
-template <class CharT>
-unsigned long NewPathT<CharT>::GetLogicalDrivesWrp() {
-  return ::GetLogicalDrives();
-}
-
-template <class CharT>
 NewPathT<CharT> NewPathT<CharT>::GetCurrentPath(const CharT& drive) {
   CharT buffer[kMaxPath] = {};
+  unsigned long length = 0;
   if (drive == NP_CURRENT[0]) {
-    GetCurrentDirectoryWrp(kMaxPath, buffer);
+    length = GetCurrentDirectoryWrp(kMaxPath, buffer);
   } else {
     const CharT letter = FoldAscii(drive);
     const bool present = letter >= CharT('a') && letter <= CharT('z') &&
@@ -357,11 +443,12 @@ NewPathT<CharT> NewPathT<CharT>::GetCurrentPath(const CharT& drive) {
     if (!present) ThrowInvalidPath();
     // "d:" alone names that drive's current directory.
     const CharT driveText[] = {letter, CharT(':'), CharT(0)};
-    GetFullPathNameWrp(driveText, kMaxPath, buffer);
+    length = GetFullPathNameWrp(driveText, kMaxPath, buffer);
   }
-  buffer[kMaxPath - 1] = CharT(0);
+  // 0 is a failure, more than the buffer a directory it cannot hold.
+  if (length == 0 || length >= kMaxPath) ThrowInvalidPath();
   NewPathT result;
-  result.Set(String(buffer), PathType::Directory, false);
+  result.Set(String(buffer, length), PathType::Directory, false);
   result.m_state |= kExists;
   return result;
 }
@@ -508,12 +595,24 @@ bool NewPathT<CharT>::IsDeviceName(const CharT* text) {
   return first < kDeviceNameCount && InvalidPathNameEqual(NP_ALL_INVALID_PATH_NAME[first], text);
 }
 
+}  // namespace ORVFile
+
+#include "ORVNewPathFileSystem.inl"
+#include "ORVNewPathListing.inl"
+#include "ORVNewPathWrp.inl"
+
+namespace ORVFile {
+
 // The export already comes from the extern declarations in the header; GCC
 // reports the repeated attribute as ignored, which is harmless here.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wattributes"
 template class ORVFILE_API NewPathT<char>;
 template class ORVFILE_API NewPathT<wchar>;
+template ORVFILE_API ORV::BinaryStream& operator<<(ORV::BinaryStream&, const NewPathT<char>&);
+template ORVFILE_API ORV::BinaryStream& operator<<(ORV::BinaryStream&, const NewPathT<wchar>&);
+template ORVFILE_API ORV::BinaryStream& operator>>(ORV::BinaryStream&, NewPathT<char>&);
+template ORVFILE_API ORV::BinaryStream& operator>>(ORV::BinaryStream&, NewPathT<wchar>&);
 #pragma GCC diagnostic pop
 
 }  // namespace ORVFile

@@ -112,8 +112,11 @@ TYPED_TEST(NewPathTest, SetNormalises) {
                       {"*?", "*?", 0, 0},
                       // Without validation a long server name wraps the 6-bit root length.
                       {"\\\\" + server70 + "\\x", "\\\\" + server70 + "\\x", A | U, (2 + 70) % 64},
-                      // Only spaces for a server: the end trim eats the root, which comes back as "\".
-                      {"\\\\   \\.", "\\", A | R | U | V, 5}};
+                      // Only spaces for a server: the end trim stops at the root.
+                      {"\\\\   \\.", "\\\\   \\", A | R | U | V, 5},
+                      // Trimming the end lays bare a dot segment, which goes too.
+                      {"\\x\\. ", "\\x", A, 0},
+                      {"x\\.. ", ".", 0, 0}};
   for (std::size_t i = 0; i < std::size(rows); ++i) {
     SCOPED_TRACE(::testing::Message() << "row " << i << ": " << rows[i].input);
     const typename TestFixture::Path p(this->T(rows[i].input), PathType::File, false);

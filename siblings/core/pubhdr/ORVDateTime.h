@@ -21,6 +21,7 @@
 
 #include <cstdint>
 
+#include "ORVBinaryStream.h"
 #include "ORVCoreDefs.h"
 
 namespace ORV {
@@ -56,5 +57,10 @@ ORV_CORE_API long long FileTimeToUnixTime(unsigned long long fileTime) noexcept;
 // The two halves of a FILETIME, dwLowDateTime and dwHighDateTime.
 ORV_CORE_API long long FileTimeToUnixTime(std::uint32_t low, std::uint32_t high) noexcept;
 ORV_CORE_API unsigned long long UnixTimeToFileTime(long long unixTime) noexcept;
+
+// The stream form: the Unix time as 8 bytes, signed, least significant first.
+ORV_CORE_API BinaryStream& operator<<(BinaryStream& stream, const DateTime& time);
+/// Throws ORV::Exception when cut short, leaving time as it was.
+ORV_CORE_API BinaryStream& operator>>(BinaryStream& stream, DateTime& time);
 
 }  // namespace ORV

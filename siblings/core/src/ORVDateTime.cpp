@@ -86,3 +86,16 @@ unsigned long long UnixTimeToFileTime(long long unixTime) noexcept {
 }
 
 }  // namespace ORV
+
+namespace ORV {
+
+BinaryStream& operator<<(BinaryStream& stream, const DateTime& time) { return stream << std::int64_t{time.UnixTime()}; }
+
+BinaryStream& operator>>(BinaryStream& stream, DateTime& time) {
+  std::int64_t unixTime = 0;
+  stream >> unixTime;
+  time = DateTime(unixTime);
+  return stream;
+}
+
+}  // namespace ORV
