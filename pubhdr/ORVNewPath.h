@@ -94,6 +94,9 @@ class NewPathT {
   explicit NewPathT(const String& text, PathType type = PathType::File, bool validate = true);
   NewPathT(const NewPathT& other);
   NewPathT& operator=(const NewPathT& other);
+  // A moved-from path is left as a default-constructed one.
+  NewPathT(NewPathT&& other) noexcept;
+  NewPathT& operator=(NewPathT&& other) noexcept;
   ~NewPathT();
 
   /// Set(text, Detect, true): the text must name something that exists.

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <climits>
 #include <type_traits>
+#include <utility>
 
 #include "ORVCharset.h"
 #include "ORVFileException.h"
@@ -171,6 +172,27 @@ template <class CharT>
 NewPathT<CharT>& NewPathT<CharT>::operator=(const NewPathT& other) = default;
 
 template <class CharT>
+NewPathT<CharT>::NewPathT(NewPathT&& other) noexcept
+    : m_size(std::exchange(other.m_size, 0)),
+      m_time(std::exchange(other.m_time, ORV::DateTime(0))),
+      m_path(std::move(other.m_path)),
+      m_state(std::exchange(other.m_state, kAttributes)) {
+  other.m_path.clear();
+}
+
+template <class CharT>
+NewPathT<CharT>& NewPathT<CharT>::operator=(NewPathT&& other) noexcept {
+  if (this != &other) {
+    m_size = std::exchange(other.m_size, 0);
+    m_time = std::exchange(other.m_time, ORV::DateTime(0));
+    m_path = std::move(other.m_path);
+    other.m_path.clear();
+    m_state = std::exchange(other.m_state, kAttributes);
+  }
+  return *this;
+}
+
+template <class CharT>
 NewPathT<CharT>::~NewPathT() = default;
 
 template <class CharT>
@@ -290,12 +312,12 @@ void NewPathT<CharT>::Set(const String& text, PathType type, bool validate) {
 template <class CharT>
 void NewPathT<CharT>::CollapseSeparators(String& s, std::size_t root) {
   const CharT bs = CharT('\\');
-  String out(s, 0, root);
+  std::size_t kept = root;  // in place: the text only shrinks
   for (std::size_t i = root; i < s.size(); ++i) {
-    if (s[i] == bs && out.size() > root && out.back() == bs) continue;
-    out += s[i];
+    if (s[i] == bs && kept > root && s[kept - 1] == bs) continue;
+    s[kept++] = s[i];
   }
-  s.swap(out);
+  if (kept < s.size()) s.resize(kept);
 }
 
 template <class CharT>

@@ -37,14 +37,21 @@ void NewPathT<CharT>::ListDirectory(std::vector<NewPathT>& result, const ORV::Wi
   Win32FindData<CharT> entry;
   const ORV::FindHandle find(FindFirstFileWrp(directory + NP_DEFAULT_FILTER, &entry));
   if (!find) return;
+  String lowered;  // one buffer for every entry's folded name
   do {
     if (IsDotEntry(entry.name)) continue;
     const bool descend = recursive && IsRealDirectory(entry.attributes);
-    if (pattern.Match(ORV::ToLower(entry.name)) && options.Match(entry)) {
-      // A copy: the recursion grows result and may move what it holds.
-      const NewPathT child = Child(directory, entry);
-      result.push_back(child);
-      if (descend) child.ListDirectory(result, pattern, recursive, options);
+    lowered.assign(entry.name);
+    lowered = ORV::ToLower(std::move(lowered));
+    if (pattern.Match(lowered) && options.Match(entry)) {
+      if (descend) {
+        // A copy: the recursion grows result and may move what it holds.
+        const NewPathT child = Child(directory, entry);
+        result.push_back(child);
+        child.ListDirectory(result, pattern, recursive, options);
+      } else {
+        result.push_back(Child(directory, entry));
+      }
     } else if (descend) {
       Child(directory, entry).ListDirectory(result, pattern, recursive, options);
     }

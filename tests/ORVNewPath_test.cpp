@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 
 #include "ORVFileException.h"
 #include "ORVNewPath.h"
@@ -71,9 +72,16 @@ TYPED_TEST(NewPathTest, DefaultAndCopy) {
   const Path dir(this->T("C:\\x"), PathType::Directory, false);
   Path copy(dir), assigned;
   assigned = dir;
-  for (const Path* p : {&copy, &assigned}) {
+  Path source(dir), moved(std::move(source)), moveAssigned;
+  moveAssigned = std::move(moved);
+  for (const Path* p : {&copy, &assigned, &moveAssigned}) {
     EXPECT_EQ(p->RawPath(), dir.RawPath());
     EXPECT_EQ(Access::State(*p), Access::State(dir));
+  }
+  // Moved-from paths are default ones again.
+  for (const Path* p : {&source, &moved}) {
+    EXPECT_TRUE(p->RawPath().empty());
+    EXPECT_EQ(Access::State(*p), 0x0000FFFFu);
   }
 }
 
@@ -163,7 +171,10 @@ TYPED_TEST(NewPathTest, SetRefuses) {
                       {"C:\\CON", false, true},
                       {"C:\\dir\\CON.TXT", false, true},
                       {"C:\\CON\\x", false, false},
-                      {"..\\a", false, false}};
+                      {"..\\a", false, false},
+                      // Would resolve to a text that reads back as a drive.
+                      {".\\u:", true, true},
+                      {"/.\\:", true, true}};
   for (std::size_t i = 0; i < std::size(rows); ++i)
     for (const bool validate : {false, true}) {
       SCOPED_TRACE(::testing::Message() << "row " << i << ": " << rows[i].input << " validate " << validate);
