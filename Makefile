@@ -3,10 +3,12 @@
 #   make test   the same, then run the whole test suite under Wine
 # and one more for the checked build:
 #   make check  build with library assertions and the trapping UB sanitizer, run the suite
+# and one for speed:
+#   make bench  build the release preset, run the benchmarks under Wine, write bench/results.md
 
 MAKEFLAGS += --no-print-directory
 
-.PHONY: all deps demo test check build-release build-checked clean
+.PHONY: all deps demo test check bench build-release build-checked clean
 
 all: build-release
 
@@ -30,6 +32,9 @@ test: build-release
 
 check: build-checked
 	ctest --preset checked
+
+bench: build-release
+	cmake --build --preset release --target bench
 
 clean:
 	rm -rf build
