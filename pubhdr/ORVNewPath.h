@@ -341,7 +341,7 @@ class NewPathT {
   static void CollapseSeparators(String& s, std::size_t root);
   // Dot segments, end trim and root flags, on the state word's kind of path.
   void ResolveDots(String& s, std::size_t root);
-  // One walk over the segments.
+  // One walk over the segments; empty ones (runs of backslashes) go too.
   void RemoveDotSegments(String& s, std::size_t root) const;
   void ResetProperties() const noexcept;
   // 0, or the Win32 error of a failed read.
@@ -370,6 +370,7 @@ class NewPathT {
   static bool InvalidComputerNameChar(const CharT& c);
   static bool InvalidSegment(const CharT* begin, const CharT* end);
   static bool InvalidPathName(const CharT* begin, const CharT* end);
+  static bool InvalidSegments(const String& s, std::size_t first);
   static bool InvalidPathNameLess(const String& entry, const CharT* text);
   static bool InvalidPathNameEqual(const String& entry, const CharT* text);
   static bool IsDeviceName(const CharT* text);

@@ -39,6 +39,14 @@ constexpr bool IsAsciiLetter(CharT c) noexcept {
 }
 
 // The narrow tests are made on the signed character, the wide ones unsigned.
+// Segments are short: a plain loop beats a call to the runtime's memchr.
+template <class String>
+std::size_t SegmentEnd(const String& s, std::size_t pos) noexcept {
+  const std::size_t size = s.size();
+  while (pos < size && s[pos] != typename String::value_type('\\')) ++pos;
+  return pos;
+}
+
 template <class CharT>
 constexpr int Signed(CharT c) noexcept {
   if constexpr (sizeof(CharT) == 1)
@@ -54,6 +62,20 @@ constexpr bool BelowSpace(CharT c) noexcept {
   else
     return static_cast<std::uint16_t>(c) < 32;
 }
+
+constexpr char kInvalidPathChars[] = "\"*/:<>?\\|";
+constexpr char kInvalidComputerChars[] = "\"+,/:;<=>?[\\]|";
+
+// The same set as a table indexed by ASCII code, for the segment scan of Set,
+// which gives the answers of InvalidPathChar one load at a time.
+struct AsciiSet {
+  bool member[128] = {};
+  constexpr explicit AsciiSet(const char* units) {
+    for (int c = 0; c < 32; ++c) member[c] = true;
+    for (; *units != '\0'; ++units) member[static_cast<unsigned char>(*units)] = true;
+  }
+};
+constexpr AsciiSet kInvalidPathCharSet(kInvalidPathChars);
 
 // The exceptions of Set carry no message.
 [[noreturn]] void ThrowInvalidPath() {
@@ -142,9 +164,10 @@ const typename NewPathT<CharT>::String NewPathT<CharT>::NP_UNC_ROOT = Ascii<Char
 template <class CharT>
 const typename NewPathT<CharT>::String NewPathT<CharT>::NP_FILE_SCHEME = Ascii<CharT>("file:\\\\");
 template <class CharT>
-const typename NewPathT<CharT>::String NewPathT<CharT>::NP_ALL_INVALID_PATH_CHAR = Ascii<CharT>("\"*/:<>?\\|");
+const typename NewPathT<CharT>::String NewPathT<CharT>::NP_ALL_INVALID_PATH_CHAR = Ascii<CharT>(kInvalidPathChars);
 template <class CharT>
-const typename NewPathT<CharT>::String NewPathT<CharT>::NP_ALL_INVALID_COMPUTER_CHAR = Ascii<CharT>("\"+,/:;<=>?[\\]|");
+const typename NewPathT<CharT>::String NewPathT<CharT>::NP_ALL_INVALID_COMPUTER_CHAR =
+    Ascii<CharT>(kInvalidComputerChars);
 template <class CharT>
 const typename NewPathT<CharT>::String NewPathT<CharT>::NP_DEFAULT_FILTER = Ascii<CharT>("*");
 template <class CharT>
@@ -220,7 +243,9 @@ std::size_t NewPathT<CharT>::RootLength() const noexcept {
 template <class CharT>
 void NewPathT<CharT>::Set(const String& text, PathType type, bool validate) {
   const CharT bs = CharT('\\');
-  String s = text;
+  // Worked on in place: no allocation once the path has held a text this long.
+  String& s = m_path;
+  s.assign(text);
 
   // 1. Type; every other flag is rebuilt below.
   m_state = (static_cast<std::uint32_t>(type) & 7u) << kTypeShift;
@@ -267,8 +292,7 @@ void NewPathT<CharT>::Set(const String& text, PathType type, bool validate) {
 
   // 7. The root becomes "\\server".
   if ((m_state & kUNC) != 0) {
-    std::size_t end = s.find(bs, root);
-    if (end == String::npos) end = s.size();
+    const std::size_t end = SegmentEnd(s, root);
     if (validate) {
       const std::size_t length = end - root;
       if (length < 1 || length > 15) ThrowInvalidPath();
@@ -279,27 +303,15 @@ void NewPathT<CharT>::Set(const String& text, PathType type, bool validate) {
     root = StoredRootLength();
   }
 
-  // 8-10. Collapse separators, resolve dot segments, give a root its backslash.
-  CollapseSeparators(s, root);
+  // 8-10. Collapse separators and resolve dot segments (one walk does both),
+  // give a root its backslash.
   ResolveDots(s, root);
   // ".\u:" resolves to "u:", which would read back as a drive: refused.
   if ((m_state & kDrive) == 0 && s.size() >= 2 && s[1] == CharT(':')) ThrowInvalidPath();
 
-  const std::size_t first = (m_state & kAbsolute) != 0 ? root + 1 : root;
-  // 11. Segments after the root; a device name is read up to the end of the
-  // whole text, so only a last segment can name one ("C:\CON\x" passes).
-  if (validate && s.size() > root) {
-    const CharT* const text = s.c_str();
-    std::size_t pos = std::min(first, s.size());
-    while (pos < s.size()) {
-      std::size_t end = s.find(bs, pos);
-      if (end == String::npos) end = s.size();
-      if (InvalidPathName(text + pos, text + end)) ThrowInvalidPath();
-      pos = end + 1;
-    }
-  }
-
-  m_path.swap(s);
+  // 11. Segments after the root.
+  if (validate && s.size() > root && InvalidSegments(s, (m_state & kAbsolute) != 0 ? root + 1 : root))
+    ThrowInvalidPath();
 
   // 12. The load turns Detect into File or Directory.
   if (type == PathType::Detect) {
@@ -320,38 +332,50 @@ void NewPathT<CharT>::CollapseSeparators(String& s, std::size_t root) {
   if (kept < s.size()) s.resize(kept);
 }
 
+// One pass, in place: what lies before `kept` is final, so a ".." removes the
+// last kept segment by moving `kept` back, never crossing `first`.
 template <class CharT>
 void NewPathT<CharT>::RemoveDotSegments(String& s, std::size_t root) const {
   const CharT bs = CharT('\\');
   const bool absolute = (m_state & kAbsolute) != 0;
   const std::size_t first = absolute ? root + 1 : root;
+  const std::size_t size = s.size();
+  if (first >= size) return;
+  std::size_t kept = first;
   std::size_t pos = first;
   int depth = 0;
-  while (pos < s.size()) {
-    std::size_t end = s.find(bs, pos);
-    if (end == String::npos) end = s.size();
-    const std::size_t length = end - pos;
-    if (length == 2 && s[pos] == CharT('.') && s[pos + 1] == CharT('.')) {
-      if (!absolute && depth == 0) {
-        pos = end + 1;  // a relative path may begin with ".."
-        continue;
-      }
-      // Remove the previous segment too, never crossing the root.
-      std::size_t cut = first;
-      if (pos >= 2) {
-        const std::size_t b = s.rfind(bs, pos - 2);
-        if (b != String::npos && b + 1 > first) cut = b + 1;
-      }
-      s.erase(cut, std::min(end + 1, s.size()) - cut);
-      pos = cut;
-      --depth;
-    } else if (length == 1 && s[pos] == CharT('.')) {
-      s.erase(pos, std::min(end + 1, s.size()) - pos);
+  const auto keep = [&](std::size_t end) {
+    const std::size_t stop = std::min(end + 1, size);  // the segment and its backslash
+    if (kept == pos) {
+      kept = stop;
     } else {
-      pos = end + 1;
+      while (pos < stop) s[kept++] = s[pos++];
+    }
+  };
+  while (pos < size) {
+    const std::size_t end = SegmentEnd(s, pos);
+    const std::size_t length = end - pos;
+    if (length == 0) {
+      // An empty segment: a run of backslashes collapses to one.
+    } else if (length == 2 && s[pos] == CharT('.') && s[pos + 1] == CharT('.')) {
+      if (!absolute && depth == 0) {
+        keep(end);  // a relative path may begin with ".."
+      } else {
+        std::size_t cut = first;
+        if (kept >= 2) {
+          const std::size_t b = s.rfind(bs, kept - 2);
+          if (b != String::npos && b + 1 > first) cut = b + 1;
+        }
+        kept = cut;
+        --depth;
+      }
+    } else if (!(length == 1 && s[pos] == CharT('.'))) {
+      keep(end);
       ++depth;
     }
+    pos = end + 1;
   }
+  s.resize(kept);
 }
 
 template <class CharT>
@@ -560,6 +584,27 @@ bool InSortedTable(const String& table, typename String::value_type c) {
   return it != table.end() && *it == c;
 }
 
+// InvalidPathName on every segment from first, in one pass. A device name is
+// read up to the end of the whole text, as the search reads it: "C:\CON\x"
+// passes, "C:\dir\CON" and "C:\CON.txt\x" do not.
+template <class CharT>
+bool NewPathT<CharT>::InvalidSegments(const String& s, std::size_t first) {
+  using Unit = std::make_unsigned_t<CharT>;
+  const CharT* const text = s.c_str();
+  bool segmentStart = true;
+  for (std::size_t i = first; i < s.size(); ++i) {
+    const Unit unit = static_cast<Unit>(text[i]);
+    if (unit == Unit('\\')) {
+      segmentStart = true;
+      continue;
+    }
+    if (segmentStart && IsDeviceName(text + i)) return true;
+    segmentStart = false;
+    if (unit >= 128 ? sizeof(CharT) == 1 : kInvalidPathCharSet.member[unit]) return true;
+  }
+  return false;
+}
+
 template <class CharT>
 bool NewPathT<CharT>::InvalidPathChar(const CharT& c) {
   return BelowSpace(c) || InSortedTable(NP_ALL_INVALID_PATH_CHAR, c);
@@ -572,8 +617,12 @@ bool NewPathT<CharT>::InvalidComputerNameChar(const CharT& c) {
 
 template <class CharT>
 bool NewPathT<CharT>::InvalidSegment(const CharT* begin, const CharT* end) {
-  for (const CharT* p = begin; p < end; ++p)
-    if (InvalidPathChar(*p)) return true;
+  using Unit = std::make_unsigned_t<CharT>;
+  for (const CharT* p = begin; p < end; ++p) {
+    const Unit unit = static_cast<Unit>(*p);
+    // From 0x80 up: every narrow byte is invalid (signed, below 32), no wide unit is.
+    if (unit >= 128 ? sizeof(CharT) == 1 : kInvalidPathCharSet.member[unit]) return true;
+  }
   return false;
 }
 
@@ -603,6 +652,12 @@ bool NewPathT<CharT>::InvalidPathNameEqual(const String& entry, const CharT* tex
 
 template <class CharT>
 bool NewPathT<CharT>::IsDeviceName(const CharT* text) {
+  // Every device name starts with one of these letters; the search could not
+  // find one for any other text.
+  const CharT initial = FoldAscii(text[0]);
+  if (initial != CharT('a') && initial != CharT('c') && initial != CharT('l') && initial != CharT('n') &&
+      initial != CharT('p'))
+    return false;
   std::size_t first = 0;
   std::size_t count = kDeviceNameCount;
   while (count > 0) {
