@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <limits>
 #include <string>
+#include <type_traits>
 #include <utility>
 
 #include "ORVFileException.h"
@@ -24,6 +26,10 @@ struct NewPathTestAccess {
   template <class CharT>
   static bool InvalidComputerNameChar(CharT c) {
     return NewPathT<CharT>::InvalidComputerNameChar(c);
+  }
+  template <class CharT>
+  static bool InvalidSegment(CharT c) {
+    return NewPathT<CharT>::InvalidSegment(&c, &c + 1);
   }
   template <class CharT>
   static bool IsDeviceName(const std::basic_string<CharT>& text) {
@@ -375,6 +381,10 @@ TYPED_TEST(NewPathTest, InvalidCharacters) {
       EXPECT_EQ(Access::InvalidPathChar(unit), rows[i].path);
       EXPECT_EQ(Access::InvalidComputerNameChar(unit), rows[i].computer);
     }
+  // The segment scan uses its own table: it must agree with the sorted one on every unit.
+  using Unit = std::make_unsigned_t<CharT>;
+  for (unsigned u = 0; u <= std::numeric_limits<Unit>::max(); ++u)
+    ASSERT_EQ(Access::InvalidSegment(static_cast<CharT>(u)), Access::InvalidPathChar(static_cast<CharT>(u))) << u;
   typename TestFixture::Path p(this->T("C:\\caf\xE9"), PathType::File, false);
   EXPECT_EQ(p.RawPath(), this->T("C:\\caf\xE9"));
   if (narrow) {
