@@ -19,6 +19,7 @@
 #include <string>
 #include <vector>
 
+#include "BenchClock.h"
 #include "ORVFileException.h"
 #include "ORVNewPath.h"
 
@@ -164,17 +165,6 @@ bool AllValid(const Texts& t) {
   return true;
 }
 
-double Now() {
-  static const double frequency = [] {
-    LARGE_INTEGER f;
-    ::QueryPerformanceFrequency(&f);
-    return static_cast<double>(f.QuadPart);
-  }();
-  LARGE_INTEGER c;
-  ::QueryPerformanceCounter(&c);
-  return static_cast<double>(c.QuadPart) / frequency;
-}
-
 // Texts per second over the chosen texts; body(i) handles text i.
 template <class Body>
 double Rate(const std::vector<std::uint32_t>& set, Body body) {
@@ -184,11 +174,6 @@ double Rate(const std::vector<std::uint32_t>& set, Body body) {
   const double seconds = Now() - start;
   g_sink = g_sink + sum;
   return static_cast<double>(set.size()) / seconds;
-}
-
-double Median(std::vector<double> values) {
-  std::sort(values.begin(), values.end());
-  return values[values.size() / 2];
 }
 
 struct Medians {
