@@ -1,0 +1,396 @@
+// Set over generated texts, heavy in what trips a path parser: roots and
+// schemes, runs of separators and dots, device names, long server names,
+// zeros and units outside ASCII. Each text must parse or throw
+// InvalidPathException; what parses must be normalised, agree with its own
+// accessors, and parse back to the same path.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <random>
+#include <set>
+#include <string>
+#include <tuple>
+#include <type_traits>
+
+#include "ORVFileException.h"
+#include "ORVNewPath.h"
+
+namespace {
+
+using ORVFile::InvalidPathException;
+using ORVFile::NewPathT;
+using ORVFile::PathType;
+
+constexpr std::uint32_t kSeed = 0x5EED1u;
+constexpr int kTexts = 200000;
+
+template <class CharT>
+using Str = std::basic_string<CharT>;
+
+template <class CharT>
+Str<CharT> S(const std::string& text) {
+  Str<CharT> result;
+  for (char c : text) result += static_cast<CharT>(static_cast<unsigned char>(c));
+  return result;
+}
+
+// Failure messages must show zeros, controls and high units.
+template <class CharT>
+std::string Show(const Str<CharT>& s) {
+  std::string out = "\"";
+  for (CharT c : s) {
+    const unsigned u = static_cast<std::make_unsigned_t<CharT>>(c);
+    char buf[8];
+    if (u >= 0x20 && u < 0x7F && u != '\\' && u != '"') {
+      out += static_cast<char>(u);
+    } else {
+      std::snprintf(buf, sizeof buf, u == '\\' || u == '"' ? "\\%c" : u < 0x100 ? "\\x%02X" : "\\u%04X", u);
+      out += buf;
+    }
+  }
+  return out + "\"";
+}
+
+template <class CharT>
+class TextSource {
+ public:
+  explicit TextSource(std::uint32_t seed) : rng_(seed) {}
+
+  Str<CharT> Next() {
+    Str<CharT> s = Start();
+    const unsigned band = Below(10);
+    const std::size_t length = band < 6 ? Below(24) : band < 9 ? Below(100) : Below(401);
+    while (s.size() < length) s += Token();
+    return s;
+  }
+
+ private:
+  unsigned Below(unsigned n) { return std::uniform_int_distribution<unsigned>(0, n - 1)(rng_); }
+  CharT Any(const char* set) {
+    return static_cast<CharT>(static_cast<unsigned char>(set[Below(std::char_traits<char>::length(set))]));
+  }
+  Str<CharT> Run(const char* set, unsigned least, unsigned most) {
+    Str<CharT> run;
+    for (unsigned n = least + Below(most - least + 1); n > 0; --n) run += Any(set);
+    return run;
+  }
+  Str<CharT> Server(unsigned length) {
+    Str<CharT> name;
+    while (name.size() < length) name += Below(8) ? Any("abcdefghijklmnopqrstuvwxyz0123456789-") : Any(" .+$_");
+    return name;
+  }
+  Str<CharT> Pick(std::initializer_list<const char*> texts) { return S<CharT>(texts.begin()[Below(texts.size())]); }
+  CharT High() {
+    if (sizeof(CharT) == 1) return static_cast<CharT>(0x80 + Below(0x80));
+    const unsigned kind = Below(4);  // unpaired surrogates, the non-character, a Latin letter, anything
+    return static_cast<CharT>(kind == 0   ? 0xD800 + Below(0x800)
+                              : kind == 1 ? 0xFFFF
+                              : kind == 2 ? 0xE9
+                                          : 0x80 + Below(0xFF80));
+  }
+  Str<CharT> Scheme() { return Pick({"file:", "FILE://", "file:///", "File:\\\\", "file:\\\\\\", "fIlE:////"}); }
+
+  // Roots and schemes mean something only at the start.
+  Str<CharT> Start() {
+    switch (start_(rng_)) {
+      case 0:
+        return Str<CharT>();
+      case 1:
+        return Run(kLetters, 1, 1) + Pick({":", ":\\", ":/"});
+      case 2:
+        return Run("1:?@[", 1, 1) + CharT(':');
+      case 3:
+        return Pick({"\\\\", "//", "\\/"}) + Server(Below(18));
+      case 4:
+        return S<CharT>("\\\\") + Server(Below(301));
+      case 5:
+        return Scheme();
+      default:
+        return Pick({"\\", "/", ".\\", "..\\"});
+    }
+  }
+
+  Str<CharT> Token() {
+    switch (token_(rng_)) {
+      case 0:
+        return Run("\\/", 1, 1);
+      case 1:
+        return Run("\\/", 2, 5);
+      case 2:
+        return Pick({".", ".", "..", "..", "...", "....."});
+      case 3:
+        return Pick({":", " ", "  "});
+      case 4:
+        return Run(kLetters, 1, 8);
+      case 5:
+        return Run(kLetters, 1, 1) + CharT(':');
+      case 6:
+        return Scheme();
+      case 7:
+        return Pick({"CON", "con", "Aux", "aux", "LPT1", "lpt9", "nul.txt", "NUL", "PRN", "COM1", "CLOCK$", "Con.txt",
+                     "CON.", "COM10"});
+      case 8:
+        return Run("*?<>|\"", 1, 1);
+      case 9:
+        return Str<CharT>(1, static_cast<CharT>(Below(2) ? 0 : Below(32)));  // zeros and controls
+      case 10:
+        return Run("+,;=[]$~", 1, 1);
+      case 11:
+        return Str<CharT>(1, High());
+      default:  // a server name too, but only a leading one is a root
+        return S<CharT>("\\\\") + Server(Below(20));
+    }
+  }
+
+  static constexpr const char* kLetters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
+  std::mt19937 rng_;
+  // The weights of the cases above.
+  std::discrete_distribution<unsigned> start_{8, 6, 1, 7, 1, 3, 4};
+  std::discrete_distribution<unsigned> token_{16, 4, 16, 11, 14, 2, 2, 3, 2, 3, 2, 4, 1};
+};
+
+// Every public observer: two paths that agree on these are the same path.
+template <class CharT>
+auto Observe(const NewPathT<CharT>& p) {
+  return std::make_tuple(p.RawPath(), p.IsAbsolute(), p.IsRoot(), p.IsServer(), p.IsUNC(), p.HasDrive(), p.IsFile(),
+                         p.IsDirectory(), p.IsComplete(), p.Root(), p.Drive(), p.Name(), p.Extension(), p.Directory(),
+                         p.DirectoryWithoutBackslash(), p.FullPath());
+}
+
+template <class CharT>
+bool StartsWith(const Str<CharT>& s, const Str<CharT>& prefix) {
+  return s.compare(0, prefix.size(), prefix) == 0;
+}
+template <class CharT>
+bool EndsWith(const Str<CharT>& s, const Str<CharT>& suffix) {
+  return s.size() >= suffix.size() && s.compare(s.size() - suffix.size(), suffix.size(), suffix) == 0;
+}
+
+// The stored root length has six bits, so without validation a server name of
+// 62 units or more wraps it; the parse of such a text need only be safe. The
+// server is found here the simple way: after an optional "file:" and two
+// backslashes, a name up to the next backslash.
+template <class CharT>
+bool ServerTooLong(Str<CharT> text) {
+  const CharT bs = CharT('\\');
+  std::replace(text.begin(), text.end(), CharT('/'), bs);
+  std::size_t pos = 0;
+  if (text.size() >= 5 && (text[0] | 0x20) == 'f' && (text[1] | 0x20) == 'i' && (text[2] | 0x20) == 'l' &&
+      (text[3] | 0x20) == 'e' && text[4] == CharT(':'))
+    pos = 5;
+  if (text.compare(pos, 2, S<CharT>("\\\\")) != 0) return false;
+  pos = std::min(text.find_first_not_of(bs, pos), text.size());
+  return std::min(text.find(bs, pos), text.size()) - pos >= 62;
+}
+
+// The first broken invariant of a parsed path, or nothing.
+template <class CharT>
+std::string Broken(const NewPathT<CharT>& p, bool serverTooLong) {
+  const CharT bs = CharT('\\');
+  const Str<CharT>& raw = p.RawPath();
+  const std::size_t n = raw.size();
+  if (n == 0) return "empty path";
+  if (raw.find(CharT('/')) != Str<CharT>::npos) return "slash kept";
+  const Str<CharT> full = p.FullPath(), rootText = p.Root(), drive = p.Drive(), name = p.Name(), ext = p.Extension(),
+                   dir = p.Directory(), dirw = p.DirectoryWithoutBackslash();
+  for (const Str<CharT>* t : {&full, &rootText, &drive, &name, &ext, &dir, &dirw})
+    if (t->size() > n + 1) return "an accessor is longer than the path";
+  if (!EndsWith(raw, name) || !EndsWith(raw, ext)) return "Name or Extension is not a suffix";
+  if (!StartsWith(full, dir)) return "Directory is not a prefix of FullPath";
+  if (serverTooLong) return std::string();
+
+  // The root as the text shows it.
+  std::size_t root = 0;
+  if (p.HasDrive()) {
+    const CharT c = static_cast<CharT>(raw[0] | 0x20);
+    if (n < 2 || raw[1] != CharT(':') || c < CharT('a') || c > CharT('z')) return "drive flag without a drive";
+    if (p.IsUNC()) return "both drive and UNC";
+    root = 2;
+  } else if (p.IsUNC()) {
+    if (n < 2 || raw[1] != bs || raw[0] != bs) return "UNC without two leading backslashes";
+    root = std::min(raw.find(bs, 2), n);
+  } else if (n >= 2 && raw[1] == CharT(':')) {
+    return "reads as a drive but has no drive flag";
+  } else if (n >= 2 && raw[0] == bs && raw[1] == bs) {
+    return "two leading backslashes but not UNC";
+  }
+  const bool absolute = raw[0] == bs || (p.HasDrive() && n > 2 && raw[2] == bs);
+  if (p.IsAbsolute() != absolute) return "absolute flag disagrees with the text";
+  if (absolute && (root >= n || raw[root] != bs)) return "no backslash after the root of an absolute path";
+  if (p.IsRoot() != (absolute && n == root + 1)) return "root flag disagrees with the text";
+  if (p.IsServer() != (p.IsRoot() && p.IsUNC())) return "server flag";
+  if (raw.back() == CharT(' ')) return "ends with a space";
+
+  // Segments after the root: none empty, no ".", ".." only leading a relative path.
+  bool leading = !absolute;
+  for (std::size_t pos = absolute ? root + 1 : root; pos < n;) {
+    const std::size_t end = std::min(raw.find(bs, pos), n);
+    const bool dot = end > pos && raw[pos] == CharT('.');
+    if (end == pos) return "empty segment (doubled or trailing backslash)";
+    if (dot && end == pos + 1 && n > 1) return "\".\" segment";
+    if (dot && end == pos + 2 && raw[pos + 1] == CharT('.')) {
+      if (!leading) return "\"..\" segment not leading a relative path";
+    } else {
+      leading = false;
+    }
+    pos = end + 1;
+    if (pos == n) return "trailing backslash";
+  }
+
+  const bool bareDrive = p.HasDrive() && n == 2;
+  if (p.IsFile() == p.IsDirectory()) return "neither or both of file and directory";
+  if (full != (p.IsDirectory() && raw.back() != bs && !bareDrive ? raw + bs : raw)) return "FullPath";
+  if (drive != (p.HasDrive() ? raw.substr(0, 2) : Str<CharT>())) return "Drive";
+  if (rootText != (absolute ? raw.substr(0, root + 1) : p.HasDrive() ? drive + bs : Str<CharT>())) return "Root";
+  // The name is the whole last segment, the extension its part from the last dot.
+  const std::size_t before = n - name.size();
+  if (name.find(bs) != Str<CharT>::npos || (before > 0 && raw[before - 1] != bs && !(p.HasDrive() && before == 2)))
+    return "Name is not the last segment";
+  if (name.empty() != (p.IsRoot() || bareDrive)) return "Name empty or not";
+  if (ext.empty() ? name.find(CharT('.')) != Str<CharT>::npos
+                  : ext[0] != CharT('.') || !EndsWith(name, ext) || ext.find(CharT('.'), 1) != Str<CharT>::npos)
+    return "Extension";
+  if (p.IsDirectory()) {
+    if (dir != full || dirw != raw) return "a directory is not its own Directory";
+  } else {
+    if (dir + name != raw) return "Directory + Name";
+    // A root keeps its backslash, any other directory loses it.
+    const bool dirIsRoot = absolute && dir.size() == root + 1;
+    if (dirw != (!dirIsRoot && !dir.empty() && dir.back() == bs ? dir.substr(0, dir.size() - 1) : dir))
+      return "DirectoryWithoutBackslash";
+  }
+  return std::string();
+}
+
+// What validation must have refused in a path it passed: a unit no name may
+// hold (for narrow paths every byte from 0x80), a server name that is empty,
+// longer than 15 or holds what a computer name cannot, and a device name as
+// the last name, in capitals (the one form always recognised).
+template <class CharT>
+std::string Unvalidated(const NewPathT<CharT>& p) {
+  const Str<CharT>& raw = p.RawPath();
+  const auto bad = [](CharT c, const char* table) {
+    const unsigned u = static_cast<std::make_unsigned_t<CharT>>(c);
+    return u < 32 || (sizeof(CharT) == 1 && u >= 0x80) || (u < 0x80 && std::strchr(table, static_cast<char>(u)));
+  };
+  const std::size_t root = p.HasDrive() ? 2 : p.IsUNC() ? std::min(raw.find(CharT('\\'), 2), raw.size()) : 0;
+  if (p.IsUNC() && (root < 3 || root > 17)) return "server name length";
+  for (std::size_t i = p.IsUNC() ? 2 : root; i < raw.size(); ++i)
+    if (raw[i] != CharT('\\') && bad(raw[i], i < root ? "\"+,/:;<=>?[\\]|" : "\"*/:<>?|"))
+      return i < root ? "unit in a server name" : "unit in a name";
+  std::string last;
+  for (std::size_t i = std::max(root, raw.rfind(CharT('\\')) + 1); i < raw.size() && raw[i] != CharT('.'); ++i)
+    last += static_cast<char>(raw[i]);
+  static const std::set<std::string> devices = {"AUX",  "CLOCK$", "COM1", "COM2", "COM3", "COM4", "COM5", "COM6",
+                                                "COM7", "COM8",   "COM9", "CON",  "LPT1", "LPT2", "LPT3", "LPT4",
+                                                "LPT5", "LPT6",   "LPT7", "LPT8", "LPT9", "NUL",  "PRN"};
+  return devices.count(last) != 0 ? "device name" : std::string();
+}
+
+template <class CharT>
+class NewPathRandomTest : public ::testing::Test {};
+
+using Widths = ::testing::Types<char, ORVFile::wchar>;
+TYPED_TEST_SUITE(NewPathRandomTest, Widths);
+
+TYPED_TEST(NewPathRandomTest, SetOnGeneratedTexts) {
+  using CharT = TypeParam;
+  using Path = NewPathT<CharT>;
+  TextSource<CharT> source(kSeed);
+  Path reused;  // a Set must not depend on what the object held before
+  // Each kind of fault is reported once, with the shortest text that shows it.
+  struct Sample {
+    int index;
+    Str<CharT> text;
+    std::string detail;
+  };
+  std::map<std::string, Sample> faults;
+  int validAccepted = 0, validRefused = 0;
+
+  for (int index = 0; index < kTexts; ++index) {
+    const Str<CharT> text = source.Next();
+    const bool serverTooLong = ServerTooLong(text);
+    bool accepted[2][2] = {};  // [type][validate]
+    Path paths[2][2], again;
+    std::string kind, detail;
+    const auto fault = [&](const std::string& what, int t, bool validate, const Path* got, const Path* then = nullptr) {
+      if (!kind.empty()) return;
+      kind = what;
+      detail = std::string(t ? "Directory" : "File") + (validate ? ", validated" : "");
+      if (got) detail += ", got " + Show(got->RawPath());
+      if (then) detail += ", then " + Show(then->RawPath());
+    };
+
+    for (const PathType type : {PathType::File, PathType::Directory}) {
+      const int t = static_cast<int>(type);
+      for (const bool validate : {false, true}) {
+        try {
+          paths[t][validate].Set(text, type, validate);
+          accepted[t][validate] = true;
+        } catch (const InvalidPathException&) {
+        } catch (...) {
+          fault("threw something other than InvalidPathException", t, validate, nullptr);
+        }
+      }
+      if (!accepted[t][false]) continue;
+      const Path& p = paths[t][false];
+      const std::string broken = Broken(p, serverTooLong);
+      if (!broken.empty()) {
+        fault(broken, t, false, &p);
+      } else if (!serverTooLong) {
+        try {
+          again.Set(p.RawPath(), type, false);
+          if (Observe(again) != Observe(p)) fault("its own text parses differently", t, false, &p, &again);
+        } catch (const InvalidPathException&) {
+          fault("its own text is refused", t, false, &p);
+        }
+      }
+      // Validation only refuses, never changes, and what it passed it passes again.
+      if (accepted[t][true]) {
+        if (Observe(paths[t][true]) != Observe(p)) fault("validation changed the result", t, true, &paths[t][true]);
+        const std::string passed = Unvalidated(p);
+        if (!passed.empty()) fault("validation passed a " + passed, t, true, &p);
+        try {
+          again.Set(p.RawPath(), type, true);
+        } catch (const InvalidPathException&) {
+          fault("its own text fails validation", t, true, &p);
+        }
+      }
+    }
+    for (const bool validate : {false, true}) {
+      if (accepted[0][validate] != accepted[1][validate] ||
+          (accepted[0][validate] && paths[0][validate].RawPath() != paths[1][validate].RawPath()))
+        fault("File and Directory parse differently", 1, validate,
+              accepted[1][validate] ? &paths[1][validate] : nullptr);
+      if (accepted[0][true] && !accepted[0][false])
+        fault("validation passed what the plain parse refused", 0, true, nullptr);
+    }
+    if (kind.empty()) {
+      bool ok = true;
+      try {
+        reused.Set(text, PathType::File, false);
+      } catch (const InvalidPathException&) {
+        ok = false;
+      }
+      if (ok != accepted[0][false] || (ok && Observe(reused) != Observe(paths[0][false])))
+        fault("a reused object parses differently", 0, false, ok ? &reused : nullptr);
+    }
+    accepted[0][true] ? ++validAccepted : ++validRefused;
+    if (!kind.empty()) {
+      const auto it = faults.find(kind);
+      if (it == faults.end() || text.size() < it->second.text.size()) faults[kind] = Sample{index, text, detail};
+    }
+  }
+  for (const auto& [kind, sample] : faults)
+    ADD_FAILURE() << kind << ": " << Show(sample.text) << " (" << sample.detail << "; seed " << kSeed << ", case "
+                  << sample.index << ")";
+  // The texts must reach both outcomes often, or they test little.
+  EXPECT_GT(validAccepted, kTexts / 10);
+  EXPECT_GT(validRefused, kTexts / 10);
+}
+
+}  // namespace
