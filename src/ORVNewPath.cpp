@@ -1,5 +1,6 @@
 #include "win32.h"
 
+#include <emmintrin.h>
 #include <lm.h>
 #include <winnetwk.h>
 
@@ -76,6 +77,45 @@ struct AsciiSet {
   }
 };
 constexpr AsciiSet kInvalidPathCharSet(kInvalidPathChars);
+constexpr AsciiSet kInvalidComputerCharSet(kInvalidComputerChars);
+
+// From 0x80 up every narrow byte is in the set (it is below 32 as a signed
+// char), no wide unit is.
+template <class CharT>
+constexpr bool InAsciiSet(const AsciiSet& set, CharT c) noexcept {
+  const auto unit = static_cast<std::make_unsigned_t<CharT>>(c);
+  return unit >= 128 ? sizeof(CharT) == 1 : set.member[unit];
+}
+
+// Per block of 16 bytes, with SSE2 (every x64 processor has it): a bit per
+// byte for the units InvalidPathChar refuses other than the separator, and
+// one for the separators.
+struct BlockMasks {
+  unsigned refused;
+  unsigned separators;
+};
+
+template <class CharT>
+BlockMasks ScanBlock(const CharT* text) noexcept {
+  const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text));
+  __m128i below;
+  const auto is = [&v](char c) {
+    if constexpr (sizeof(CharT) == 1)
+      return _mm_cmpeq_epi8(v, _mm_set1_epi8(c));
+    else
+      return _mm_cmpeq_epi16(v, _mm_set1_epi16(c));
+  };
+  if constexpr (sizeof(CharT) == 1)
+    below = _mm_cmplt_epi8(v, _mm_set1_epi8(32));  // signed: 0x80 and up count as below 32
+  else
+    below = _mm_cmpeq_epi16(_mm_subs_epu16(v, _mm_set1_epi16(31)), _mm_setzero_si128());  // unsigned <= 31
+  // The members of kInvalidPathChars but the separator, spelled out so that
+  // the compiler keeps every constant in a register.
+  const __m128i refused =
+      _mm_or_si128(_mm_or_si128(_mm_or_si128(below, is('"')), _mm_or_si128(is('*'), is('/'))),
+                   _mm_or_si128(_mm_or_si128(is(':'), is('<')), _mm_or_si128(_mm_or_si128(is('>'), is('?')), is('|'))));
+  return {static_cast<unsigned>(_mm_movemask_epi8(refused)), static_cast<unsigned>(_mm_movemask_epi8(is('\\')))};
+}
 
 // The exceptions of Set carry no message.
 [[noreturn]] void ThrowInvalidPath() {
@@ -243,15 +283,19 @@ std::size_t NewPathT<CharT>::RootLength() const noexcept {
 template <class CharT>
 void NewPathT<CharT>::Set(const String& text, PathType type, bool validate) {
   const CharT bs = CharT('\\');
-  // Worked on in place: no allocation once the path has held a text this long.
-  String& s = m_path;
-  s.assign(text);
-
   // 1. Type; every other flag is rebuilt below.
   m_state = (static_cast<std::uint32_t>(type) & 7u) << kTypeShift;
 
-  // 2. Both separators are accepted; only backslashes are kept.
-  std::replace(s.begin(), s.end(), CharT('/'), bs);
+  // 2. Both separators are accepted; only backslashes are kept. The text is
+  // worked on in place, in the path's own buffer (no allocation once it has
+  // held a text this long), and copied by a plain loop: the runtime's memcpy
+  // costs more than the copy for texts this short.
+  String& s = m_path;
+  const std::size_t size = text.size();
+  s.resize(size);
+  CharT* const out = &s[0];
+  const CharT* const in = text.data();  // after the resize: text may be m_path itself
+  for (std::size_t i = 0; i < size; ++i) out[i] = in[i] == CharT('/') ? bs : in[i];
 
   // 3. Cache reset; absolute until the text proves relative.
   m_size = 0;
@@ -297,7 +341,7 @@ void NewPathT<CharT>::Set(const String& text, PathType type, bool validate) {
       const std::size_t length = end - root;
       if (length < 1 || length > 15) ThrowInvalidPath();
       for (std::size_t i = root; i < end; ++i)
-        if (InvalidComputerNameChar(s[i])) ThrowInvalidPath();
+        if (InAsciiSet(kInvalidComputerCharSet, s[i])) ThrowInvalidPath();  // as InvalidComputerNameChar
     }
     StoreRootLength(end);
     root = StoredRootLength();
@@ -334,6 +378,10 @@ void NewPathT<CharT>::CollapseSeparators(String& s, std::size_t root) {
 
 // One pass, in place: what lies before `kept` is final, so a ".." removes the
 // last kept segment by moving `kept` back, never crossing `first`.
+// One pass, in place: what lies before `kept` is final, so a ".." removes the
+// last kept segment by moving `kept` back, never crossing `first`. Raw
+// pointers, because stores through a char reference would make the compiler
+// reload the string's size and data at every step.
 template <class CharT>
 void NewPathT<CharT>::RemoveDotSegments(String& s, std::size_t root) const {
   const CharT bs = CharT('\\');
@@ -341,39 +389,43 @@ void NewPathT<CharT>::RemoveDotSegments(String& s, std::size_t root) const {
   const std::size_t first = absolute ? root + 1 : root;
   const std::size_t size = s.size();
   if (first >= size) return;
+  CharT* const text = &s[0];
   std::size_t kept = first;
   std::size_t pos = first;
   int depth = 0;
-  const auto keep = [&](std::size_t end) {
-    const std::size_t stop = std::min(end + 1, size);  // the segment and its backslash
-    if (kept == pos) {
-      kept = stop;
-    } else {
-      while (pos < stop) s[kept++] = s[pos++];
-    }
-  };
   while (pos < size) {
-    const std::size_t end = SegmentEnd(s, pos);
+    std::size_t end = pos;
+    while (end < size && text[end] != bs) ++end;
     const std::size_t length = end - pos;
+    const std::size_t next = std::min(end + 1, size);  // past the segment and its backslash
+    bool keep = false;
     if (length == 0) {
       // An empty segment: a run of backslashes collapses to one.
-    } else if (length == 2 && s[pos] == CharT('.') && s[pos + 1] == CharT('.')) {
+    } else if (length == 2 && text[pos] == CharT('.') && text[pos + 1] == CharT('.')) {
       if (!absolute && depth == 0) {
-        keep(end);  // a relative path may begin with ".."
+        keep = true;  // a relative path may begin with ".."
       } else {
         std::size_t cut = first;
-        if (kept >= 2) {
-          const std::size_t b = s.rfind(bs, kept - 2);
-          if (b != String::npos && b + 1 > first) cut = b + 1;
+        for (std::size_t b = kept >= 2 ? kept - 1 : first; b-- > first;) {
+          if (text[b] == bs) {
+            cut = b + 1;
+            break;
+          }
         }
         kept = cut;
         --depth;
       }
-    } else if (!(length == 1 && s[pos] == CharT('.'))) {
-      keep(end);
+    } else if (!(length == 1 && text[pos] == CharT('.'))) {
+      keep = true;
       ++depth;
     }
-    pos = end + 1;
+    if (keep) {
+      if (kept == pos)
+        kept = next;
+      else
+        while (pos < next) text[kept++] = text[pos++];
+    }
+    pos = next;
   }
   s.resize(kept);
 }
@@ -589,20 +641,28 @@ bool InSortedTable(const String& table, typename String::value_type c) {
 // passes, "C:\dir\CON" and "C:\CON.txt\x" do not.
 template <class CharT>
 bool NewPathT<CharT>::InvalidSegments(const String& s, std::size_t first) {
-  using Unit = std::make_unsigned_t<CharT>;
+  constexpr std::size_t kBlock = 16 / sizeof(CharT);
   const CharT* const text = s.c_str();
-  bool segmentStart = true;
-  for (std::size_t i = first; i < s.size(); ++i) {
-    const Unit unit = static_cast<Unit>(text[i]);
-    if (unit == Unit('\\')) {
-      segmentStart = true;
-      continue;
+  const std::size_t size = s.size();
+  std::size_t segment = first;
+  std::size_t pos = first;
+  for (; pos + kBlock <= size; pos += kBlock) {
+    const BlockMasks block = ScanBlock(text + pos);
+    if (block.refused != 0) return true;
+    // One bit per unit: a wide unit sets two.
+    unsigned separators = sizeof(CharT) == 1 ? block.separators : block.separators & 0x5555u;
+    for (; separators != 0; separators &= separators - 1) {
+      if (IsDeviceName(text + segment)) return true;
+      segment = pos + static_cast<std::size_t>(__builtin_ctz(separators)) / sizeof(CharT) + 1;
     }
-    if (segmentStart && IsDeviceName(text + i)) return true;
-    segmentStart = false;
-    if (unit >= 128 ? sizeof(CharT) == 1 : kInvalidPathCharSet.member[unit]) return true;
   }
-  return false;
+  for (; pos < size; ++pos) {
+    if (!InAsciiSet(kInvalidPathCharSet, text[pos])) continue;
+    if (text[pos] != CharT('\\')) return true;
+    if (IsDeviceName(text + segment)) return true;
+    segment = pos + 1;
+  }
+  return segment < size && IsDeviceName(text + segment);
 }
 
 template <class CharT>
@@ -617,13 +677,7 @@ bool NewPathT<CharT>::InvalidComputerNameChar(const CharT& c) {
 
 template <class CharT>
 bool NewPathT<CharT>::InvalidSegment(const CharT* begin, const CharT* end) {
-  using Unit = std::make_unsigned_t<CharT>;
-  for (const CharT* p = begin; p < end; ++p) {
-    const Unit unit = static_cast<Unit>(*p);
-    // From 0x80 up: every narrow byte is invalid (signed, below 32), no wide unit is.
-    if (unit >= 128 ? sizeof(CharT) == 1 : kInvalidPathCharSet.member[unit]) return true;
-  }
-  return false;
+  return std::any_of(begin, end, [](CharT c) { return InAsciiSet(kInvalidPathCharSet, c); });
 }
 
 template <class CharT>
@@ -650,14 +704,25 @@ bool NewPathT<CharT>::InvalidPathNameEqual(const String& entry, const CharT* tex
   return i == entry.size() && (text[i] == CharT('.') || text[i] == CharT(0));
 }
 
+// The search can only answer true when a table name, letters folded, is
+// followed in the text by "." or the end: so the text must start with one of
+// the names' initials and hold a run of 3, 4 or 6 units without "\" before
+// its first "." or end. Most names fail this at once.
 template <class CharT>
-bool NewPathT<CharT>::IsDeviceName(const CharT* text) {
-  // Every device name starts with one of these letters; the search could not
-  // find one for any other text.
+bool MayNameDevice(const CharT* text) noexcept {
   const CharT initial = FoldAscii(text[0]);
   if (initial != CharT('a') && initial != CharT('c') && initial != CharT('l') && initial != CharT('n') &&
       initial != CharT('p'))
     return false;
+  std::size_t length = 1;
+  while (length < 7 && text[length] != CharT('.') && text[length] != CharT(0) && text[length] != CharT('\\')) ++length;
+  const CharT stop = text[length];
+  return (stop == CharT('.') || stop == CharT(0)) && (length == 3 || length == 4 || length == 6);
+}
+
+template <class CharT>
+bool NewPathT<CharT>::IsDeviceName(const CharT* text) {
+  if (!MayNameDevice(text)) return false;
   std::size_t first = 0;
   std::size_t count = kDeviceNameCount;
   while (count > 0) {
