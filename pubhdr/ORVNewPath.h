@@ -137,7 +137,7 @@ class NewPathT {
   // properties of the result.
   void Up(unsigned int n);
 
-  const String& RawPath() const noexcept { return m_path; }
+  const String& RawPath() const noexcept;
   String FullPath() const;
   String Root() const;
   String Drive() const;
@@ -156,26 +156,26 @@ class NewPathT {
   void Name(const String& name, bool rename = false);
   void Extension(const String& extension, bool rename = false);
 
-  bool IsAbsolute() const noexcept { return (m_state & kAbsolute) != 0; }
-  bool IsRelative() const noexcept { return !IsAbsolute(); }
-  bool IsRoot() const noexcept { return (m_state & kRoot) != 0; }
-  bool IsServer() const noexcept { return (m_state & kServer) != 0; }
-  bool IsUNC() const noexcept { return (m_state & kUNC) != 0; }
-  bool HasDrive() const noexcept { return (m_state & kDrive) != 0; }
+  bool IsAbsolute() const noexcept;
+  bool IsRelative() const noexcept;
+  bool IsRoot() const noexcept;
+  bool IsServer() const noexcept;
+  bool IsUNC() const noexcept;
+  bool HasDrive() const noexcept;
   // Names one place whatever the current drive and directory.
-  bool IsComplete() const noexcept { return IsUNC() || (HasDrive() && IsAbsolute()); }
-  bool IsFile() const noexcept { return Type() == PathType::File; }
-  bool IsDirectory() const noexcept { return Type() == PathType::Directory; }
+  bool IsComplete() const noexcept;
+  bool IsFile() const noexcept;
+  bool IsDirectory() const noexcept;
 
   // Folds A-Z only; callers compare case-insensitively by folding first.
   void ToLowerCase() noexcept;
 
   // Exact, case-sensitive: "C:\A" and "c:\a" differ.
-  bool operator==(const String& text) const noexcept { return m_path == text; }
-  bool operator==(const NewPathT& other) const noexcept { return m_path == other.m_path; }
+  bool operator==(const String& text) const noexcept;
+  bool operator==(const NewPathT& other) const noexcept;
   // By unsigned code unit, a prefix first.
   bool operator<(const String& text) const noexcept;
-  bool operator<(const NewPathT& other) const noexcept { return *this < other.m_path; }
+  bool operator<(const NewPathT& other) const noexcept;
 
   // ---- The property cache. A query on a missing path throws
   // FileNotFoundException; Exists() and PathExists() never throw.

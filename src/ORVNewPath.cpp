@@ -551,6 +551,74 @@ NewPathT<CharT> NewPathT<CharT>::GetCurrentPath(const CharT& drive) {
   return result;
 }
 
+// Out of line, so that the DLL exports them: an inline member of an
+// exported template is not, and a build that does not inline it would find
+// no definition.
+template <class CharT>
+const typename NewPathT<CharT>::String& NewPathT<CharT>::RawPath() const noexcept {
+  return m_path;
+}
+
+template <class CharT>
+bool NewPathT<CharT>::IsAbsolute() const noexcept {
+  return (m_state & kAbsolute) != 0;
+}
+
+template <class CharT>
+bool NewPathT<CharT>::IsRelative() const noexcept {
+  return !IsAbsolute();
+}
+
+template <class CharT>
+bool NewPathT<CharT>::IsRoot() const noexcept {
+  return (m_state & kRoot) != 0;
+}
+
+template <class CharT>
+bool NewPathT<CharT>::IsServer() const noexcept {
+  return (m_state & kServer) != 0;
+}
+
+template <class CharT>
+bool NewPathT<CharT>::IsUNC() const noexcept {
+  return (m_state & kUNC) != 0;
+}
+
+template <class CharT>
+bool NewPathT<CharT>::HasDrive() const noexcept {
+  return (m_state & kDrive) != 0;
+}
+
+template <class CharT>
+bool NewPathT<CharT>::IsComplete() const noexcept {
+  return IsUNC() || (HasDrive() && IsAbsolute());
+}
+
+template <class CharT>
+bool NewPathT<CharT>::IsFile() const noexcept {
+  return Type() == PathType::File;
+}
+
+template <class CharT>
+bool NewPathT<CharT>::IsDirectory() const noexcept {
+  return Type() == PathType::Directory;
+}
+
+template <class CharT>
+bool NewPathT<CharT>::operator==(const String& text) const noexcept {
+  return m_path == text;
+}
+
+template <class CharT>
+bool NewPathT<CharT>::operator==(const NewPathT& other) const noexcept {
+  return m_path == other.m_path;
+}
+
+template <class CharT>
+bool NewPathT<CharT>::operator<(const NewPathT& other) const noexcept {
+  return *this < other.m_path;
+}
+
 template <class CharT>
 typename NewPathT<CharT>::String NewPathT<CharT>::FullPath() const {
   String result = m_path;
