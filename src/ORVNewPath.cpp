@@ -117,6 +117,38 @@ BlockMasks ScanBlock(const CharT* text) noexcept {
   return {static_cast<unsigned>(_mm_movemask_epi8(refused)), static_cast<unsigned>(_mm_movemask_epi8(is('\\')))};
 }
 
+// The first separator from pos, or size; sixteen bytes at a time while they
+// lie inside the text.
+template <class CharT>
+std::size_t FindSeparator(const CharT* text, std::size_t pos, std::size_t size) noexcept {
+  constexpr std::size_t kBlock = 16 / sizeof(CharT);
+  for (; pos + kBlock <= size; pos += kBlock) {
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text + pos));
+    const __m128i hit =
+        sizeof(CharT) == 1 ? _mm_cmpeq_epi8(v, _mm_set1_epi8('\\')) : _mm_cmpeq_epi16(v, _mm_set1_epi16('\\'));
+    const unsigned bits = static_cast<unsigned>(_mm_movemask_epi8(hit));
+    if (bits != 0) return pos + static_cast<std::size_t>(__builtin_ctz(bits)) / sizeof(CharT);
+  }
+  while (pos < size && text[pos] != CharT('\\')) ++pos;
+  return pos;
+}
+
+// The search can only answer true when a table name, letters folded, is
+// followed in the text by "." or the end: so the text must start with one of
+// the names' initials and hold a run of 3, 4 or 6 units without "\" before
+// its first "." or end. Most names fail this at once.
+template <class CharT>
+bool MayNameDevice(const CharT* text) noexcept {
+  const CharT initial = FoldAscii(text[0]);
+  if (initial != CharT('a') && initial != CharT('c') && initial != CharT('l') && initial != CharT('n') &&
+      initial != CharT('p'))
+    return false;
+  std::size_t length = 1;
+  while (length < 7 && text[length] != CharT('.') && text[length] != CharT(0) && text[length] != CharT('\\')) ++length;
+  const CharT stop = text[length];
+  return (stop == CharT('.') || stop == CharT(0)) && (length == 3 || length == 4 || length == 6);
+}
+
 // The exceptions of Set carry no message.
 [[noreturn]] void ThrowInvalidPath() {
   throw InvalidPathException(SmartPtr<MessageInfo>(), InvalidPathException::ClassName());
@@ -394,8 +426,7 @@ void NewPathT<CharT>::RemoveDotSegments(String& s, std::size_t root) const {
   std::size_t pos = first;
   int depth = 0;
   while (pos < size) {
-    std::size_t end = pos;
-    while (end < size && text[end] != bs) ++end;
+    const std::size_t end = FindSeparator(text, pos, size);
     const std::size_t length = end - pos;
     const std::size_t next = std::min(end + 1, size);  // past the segment and its backslash
     bool keep = false;
@@ -720,7 +751,7 @@ bool NewPathT<CharT>::InvalidSegments(const String& s, std::size_t first) {
     // One bit per unit: a wide unit sets two.
     unsigned separators = sizeof(CharT) == 1 ? block.separators : block.separators & 0x5555u;
     for (; separators != 0; separators &= separators - 1) {
-      if (IsDeviceName(text + segment)) return true;
+      if (MayNameDevice(text + segment) && IsDeviceName(text + segment)) return true;
       segment = pos + static_cast<std::size_t>(__builtin_ctz(separators)) / sizeof(CharT) + 1;
     }
   }
@@ -770,22 +801,6 @@ bool NewPathT<CharT>::InvalidPathNameEqual(const String& entry, const CharT* tex
   std::size_t i = 0;
   while (i < entry.size() && FoldAscii(entry[i]) == FoldAscii(text[i])) ++i;
   return i == entry.size() && (text[i] == CharT('.') || text[i] == CharT(0));
-}
-
-// The search can only answer true when a table name, letters folded, is
-// followed in the text by "." or the end: so the text must start with one of
-// the names' initials and hold a run of 3, 4 or 6 units without "\" before
-// its first "." or end. Most names fail this at once.
-template <class CharT>
-bool MayNameDevice(const CharT* text) noexcept {
-  const CharT initial = FoldAscii(text[0]);
-  if (initial != CharT('a') && initial != CharT('c') && initial != CharT('l') && initial != CharT('n') &&
-      initial != CharT('p'))
-    return false;
-  std::size_t length = 1;
-  while (length < 7 && text[length] != CharT('.') && text[length] != CharT(0) && text[length] != CharT('\\')) ++length;
-  const CharT stop = text[length];
-  return (stop == CharT('.') || stop == CharT(0)) && (length == 3 || length == 4 || length == 6);
 }
 
 template <class CharT>
