@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "ORVRefCount.h"
 #include "ORVSmartPtr.h"
 
 using ORV::SmartPtr;
@@ -59,3 +60,39 @@ TEST(SmartPtr, CountsCopiesMovesAndAssignments) {
   EXPECT_EQ(base->count, 2);
   EXPECT_EQ(base.Get(), derived.Get());
 }
+
+namespace {
+
+struct Shared : ORV::RefCounted {
+  explicit Shared(int* deaths) : deaths(deaths) {}
+  ~Shared() override { ++*deaths; }
+  int* deaths;
+};
+
+struct Plain {
+  int value = 7;
+};
+
+TEST(RefCounted, SmartPtrSharesAndTheLastReleaseDeletes) {
+  int deaths = 0;
+  {
+    ORV::SmartPtr<Shared> a(new Shared(&deaths));
+    EXPECT_EQ(a->NbRef(), 1);
+    {
+      const ORV::SmartPtr<Shared> b = a;
+      EXPECT_EQ(a->NbRef(), 2);
+      // A copy of the object is a new object with no references.
+      const ORV::SmartPtr<Shared> c(new Shared(*a));
+      EXPECT_EQ(c->NbRef(), 1);
+    }
+    EXPECT_EQ(deaths, 1);
+    EXPECT_EQ(a->NbRef(), 1);
+  }
+  EXPECT_EQ(deaths, 2);
+
+  const ORV::SmartPtr<ORV::RefCount<Plain>> wrapped(new ORV::RefCount<Plain>());
+  EXPECT_EQ(wrapped->value, 7);
+  EXPECT_EQ(wrapped->NbRef(), 1);
+}
+
+}  // namespace
