@@ -1,0 +1,155 @@
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <iterator>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "ORVBaseException.h"
+#include "ORVBinaryStreamMemory.h"
+#include "ORVVariantStream.h"
+
+using ORV::BinaryStream;
+using ORV::BinaryStreamMemory;
+using ORV::DateTime;
+using ORV::Variant;
+using Bytes = std::vector<unsigned char>;
+
+namespace {
+
+Bytes Written(const Variant& value) {
+  BinaryStreamMemory buf;
+  BinaryStream stream(buf);
+  stream << value;
+  return buf.Bytes();
+}
+
+}  // namespace
+
+TEST(VariantStream, EachTypeHasItsTagAndFixedFormAndRoundTrips) {
+  const struct Row {
+    Variant value;
+    Bytes bytes;
+    Variant back;  // what reading gives, when not the value itself
+  } rows[] = {
+      {Variant(true), {1, 1}, {}},
+      {Variant(static_cast<char>(-2)), {2, 0xFE}, {}},
+      {Variant(static_cast<short>(-2)), {3, 0xFE, 0xFF}, {}},
+      {Variant(0x12345678), {4, 0x78, 0x56, 0x34, 0x12}, {}},
+      {Variant(-2L), {5, 0xFE, 0xFF, 0xFF, 0xFF}, {}},
+      {Variant(1.5f), {6, 0x00, 0x00, 0xC0, 0x3F}, {}},
+      {Variant(1.5), {7, 0, 0, 0, 0, 0, 0, 0xF8, 0x3F}, {}},
+      {Variant(static_cast<unsigned char>(0xAB)), {8, 0xAB}, {}},
+      {Variant(static_cast<unsigned short>(0xABCD)), {9, 0xCD, 0xAB}, {}},
+      {Variant(0xDEADBEEFu), {10, 0xEF, 0xBE, 0xAD, 0xDE}, {}},
+      {Variant(0xFFFFFFFFul), {11, 0xFF, 0xFF, 0xFF, 0xFF}, {}},
+      {Variant("AB"), {12, 2, 0, 0, 0, 'A', 'B'}, {}},
+      {Variant(L"A\x20AC"), {13, 2, 0, 0, 0, 'A', 0, 0xAC, 0x20}, {}},
+      {Variant(DateTime(-1)), {14, 0xFF, 0xFF, 0xFF, 0xFF}, {}},
+      {Variant(std::string("x\0y", 3)), {15, 3, 0, 0, 0, 'x', 0, 'y'}, {}},
+      {Variant(std::wstring(L"")), {16, 0, 0, 0, 0}, {}},
+      // Only the low 32 bits of a time are stored, and reals keep the width of their tag.
+      {Variant(DateTime(5000000000)), {14, 0x00, 0xF2, 0x05, 0x2A}, Variant(DateTime(705032704))},
+      {Variant(0.1), {7, 0x9A, 0x99, 0x99, 0x99, 0x99, 0x99, 0xB9, 0x3F}, {}},
+      {Variant(std::wstring(L"\xD800z")), {16, 2, 0, 0, 0, 0x00, 0xD8, 'z', 0}, {}},
+  };
+  for (size_t i = 0; i < std::size(rows); ++i) {
+    SCOPED_TRACE(i);
+    const Row& r = rows[i];
+    EXPECT_EQ(Written(r.value), r.bytes);
+    BinaryStreamMemory buf(r.bytes.data(), static_cast<std::uint32_t>(r.bytes.size()));
+    BinaryStream stream(buf);
+    Variant read(std::wstring(L"stale"));
+    stream >> read;
+    EXPECT_EQ(read, r.back.IsEmpty() ? r.value : r.back);
+    EXPECT_TRUE(buf.EndOfFile());
+  }
+  EXPECT_EQ(Written(Variant(false)), (Bytes{1, 0}));
+}
+
+TEST(VariantStream, UnknownTagsConsumeOneByteAndLeaveTheTargetAlone) {
+  const Bytes data = {0, 17, 0x7F, 0x80, 0xF0, 0xFF, 4, 0x2A, 0, 0, 0};
+  BinaryStreamMemory buf(data.data(), static_cast<std::uint32_t>(data.size()));
+  BinaryStream stream(buf);
+  const Variant kept("kept");
+  for (std::uint32_t i = 0; i < 6; ++i) {
+    Variant target = kept;
+    stream >> target;
+    EXPECT_EQ(target, kept) << "tag " << int{data[i]};
+    EXPECT_EQ(buf.TellG(), i + 1);
+  }
+  Variant target = kept;
+  stream >> target;
+  EXPECT_EQ(target, Variant(42));
+  EXPECT_EQ(Written(Variant()), Bytes{0});
+
+  // Cut short: the base library's exception, and the target keeps its value.
+  const Bytes cut[] = {{}, {5, 1, 2}, {7, 1, 2, 3, 4, 5, 6, 7}, {12, 3, 0, 0, 0, 'a'}, {16, 1, 0, 0, 0, 'a'}};
+  for (size_t i = 0; i < std::size(cut); ++i) {
+    BinaryStreamMemory shortBuf(cut[i].data(), static_cast<std::uint32_t>(cut[i].size()));
+    BinaryStream shortStream(shortBuf);
+    Variant victim = kept;
+    EXPECT_THROW(shortStream >> victim, ORV::Exception) << i;
+    EXPECT_EQ(victim, kept) << i;
+  }
+}
+
+TEST(VariantStream, RandomSequencesReadBackAsWritten) {
+  std::mt19937 random(20261122);
+  const auto any = [&random]() -> Variant {
+    const auto bits = random();
+    switch (random() % 17) {
+      case 0:
+        return Variant(bits % 2 == 0);
+      case 1:
+        return Variant(static_cast<char>(bits));
+      case 2:
+        return Variant(static_cast<short>(bits));
+      case 3:
+        return Variant(static_cast<int>(bits));
+      case 4:
+        return Variant(static_cast<long>(bits));
+      case 5:
+        return Variant(static_cast<float>(static_cast<int>(bits)) / 64);
+      case 6:
+        return Variant(static_cast<double>(bits) / 3);
+      case 7:
+        return Variant(static_cast<unsigned char>(bits));
+      case 8:
+        return Variant(static_cast<unsigned short>(bits));
+      case 9:
+        return Variant(static_cast<unsigned int>(bits));
+      case 10:
+        return Variant(static_cast<unsigned long>(bits));
+      case 11:
+        return Variant(std::string(bits % 40, static_cast<char>('a' + bits % 26)).c_str());
+      case 12:
+        return Variant(std::wstring(bits % 40, static_cast<wchar_t>(0x100 + bits % 0xD000)).c_str());
+      case 13:
+        return Variant(DateTime(static_cast<std::int32_t>(bits)));
+      case 14:
+        return Variant(std::string(bits % 40, static_cast<char>(bits)));
+      case 15:
+        return Variant(std::wstring(bits % 40, static_cast<wchar_t>(bits)));
+      default:
+        return Variant();
+    }
+  };
+  std::vector<Variant> written(3000);
+  BinaryStreamMemory buf;
+  BinaryStream stream(buf);
+  for (Variant& v : written) stream << (v = any());
+  Variant previous;
+  for (size_t i = 0; i < written.size(); ++i) {
+    Variant read = previous;
+    if (i % 7 == 0) {
+      unsigned char ahead[5];
+      buf.Peek(ahead, 5);  // reads go through the look-ahead store too
+    }
+    stream >> read;
+    ASSERT_EQ(read, written[i].IsEmpty() ? previous : written[i]) << i;
+    previous = read;
+  }
+  EXPECT_TRUE(buf.EndOfFile());
+}
