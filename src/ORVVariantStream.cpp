@@ -2,33 +2,21 @@
 
 #include <cstdint>
 #include <cstring>
+#include <iterator>
 #include <string>
+#include <type_traits>
 
 using ORV::BinaryStream;
 using ORV::DateTime;
 using ORV::Variant;
-using ORV::VariantType;
 
 namespace {
 
-constexpr int kNarrow = BinaryStream::NarrowString;
-constexpr int kWide = BinaryStream::WideString;
-
-// IEEE 754 bits, whatever the host: the stream form is little-endian integers of those bits.
-template <class Bits, class Real>
-Bits BitsOf(Real value) {
-  static_assert(sizeof(Bits) == sizeof(Real));
-  Bits bits;
-  std::memcpy(&bits, &value, sizeof bits);
-  return bits;
-}
-
-template <class Real, class Bits>
-Real RealOf(Bits bits) {
-  Real value;
-  std::memcpy(&value, &bits, sizeof value);
-  return value;
-}
+// How one type goes to the stream and comes back: a row of the table in the header.
+struct Form {
+  void (*put)(BinaryStream& stream, const Variant& value);
+  Variant (*get)(BinaryStream& stream);
+};
 
 // sizeof(T) bytes, least significant first, through the stream's integer form.
 template <class T>
@@ -38,117 +26,101 @@ T Read(BinaryStream& stream) {
   return value;
 }
 
-template <class Text>
-Text ReadText(BinaryStream& stream, int form) {
-  Text text;
-  BinaryStream_Get(stream, text, form);
-  return text;
+// T travels as Wire: a signed Wire takes the value's AsLong, an unsigned one its AsULong.
+template <class Wire, class T>
+constexpr Form Integer() {
+  return {[](BinaryStream& stream, const Variant& value) {
+            if constexpr (std::is_signed_v<Wire>)
+              stream << static_cast<Wire>(value.AsLong());
+            else
+              stream << static_cast<Wire>(value.AsULong());
+          },
+          [](BinaryStream& stream) { return Variant(static_cast<T>(Read<Wire>(stream))); }};
 }
 
-void WriteValue(BinaryStream& stream, const Variant& value) {
-  switch (value.Type()) {
-    case VariantType::Bool:
-      stream << static_cast<std::uint8_t>(value.AsLong() != 0 ? 1 : 0);
-      break;
-    case VariantType::Char:
-      stream << static_cast<std::int8_t>(value.AsLong());
-      break;
-    case VariantType::Short:
-      stream << static_cast<std::int16_t>(value.AsLong());
-      break;
-    case VariantType::Int:
-    case VariantType::Long:
-      stream << static_cast<std::int32_t>(value.AsLong());
-      break;
-    case VariantType::Float:
-      stream << BitsOf<std::uint32_t>(static_cast<float>(value.AsDouble()));
-      break;
-    case VariantType::Double:
-      stream << BitsOf<std::uint64_t>(value.AsDouble());
-      break;
-    case VariantType::UChar:
-      stream << static_cast<std::uint8_t>(value.AsULong());
-      break;
-    case VariantType::UShort:
-      stream << static_cast<std::uint16_t>(value.AsULong());
-      break;
-    case VariantType::UInt:
-    case VariantType::ULong:
-      stream << static_cast<std::uint32_t>(value.AsULong());
-      break;
-    case VariantType::CharP:
-      BinaryStream_Put(stream, std::string(value.AsCharP()), kNarrow);
-      break;
-    case VariantType::WCharP:
-      BinaryStream_Put(stream, std::wstring(value.AsWCharP()), kWide);
-      break;
-    case VariantType::DateTime:
-      stream << static_cast<std::int32_t>(value.AsDateTime().UnixTime());
-      break;
-    case VariantType::String:
-      BinaryStream_Put(stream, value.AsString(), kNarrow);
-      break;
-    case VariantType::WString:
-      BinaryStream_Put(stream, value.AsWString(), kWide);
-      break;
-    case VariantType::Empty:
-      break;
-  }
+// IEEE 754 bits as a little-endian integer, whatever the host.
+template <class Real, class Bits>
+constexpr Form Ieee() {
+  static_assert(sizeof(Real) == sizeof(Bits));
+  return {[](BinaryStream& stream, const Variant& value) {
+            const auto real = static_cast<Real>(value.AsDouble());
+            Bits bits;
+            std::memcpy(&bits, &real, sizeof bits);
+            stream << bits;
+          },
+          [](BinaryStream& stream) {
+            const Bits bits = Read<Bits>(stream);
+            Real real;
+            std::memcpy(&real, &bits, sizeof real);
+            return Variant(real);
+          }};
 }
 
-Variant ReadValue(BinaryStream& stream, VariantType type) {
-  switch (type) {
-    case VariantType::Bool:
-      return Variant(Read<std::uint8_t>(stream) != 0);
-    case VariantType::Char:
-      return Variant(Read<char>(stream));
-    case VariantType::Short:
-      return Variant(Read<short>(stream));
-    case VariantType::Int:
-      return Variant(Read<int>(stream));
-    case VariantType::Long:
-      return Variant(Read<long>(stream));
-    case VariantType::Float:
-      return Variant(RealOf<float>(Read<std::uint32_t>(stream)));
-    case VariantType::Double:
-      return Variant(RealOf<double>(Read<std::uint64_t>(stream)));
-    case VariantType::UChar:
-      return Variant(Read<unsigned char>(stream));
-    case VariantType::UShort:
-      return Variant(Read<unsigned short>(stream));
-    case VariantType::UInt:
-      return Variant(Read<unsigned int>(stream));
-    case VariantType::ULong:
-      return Variant(Read<unsigned long>(stream));
-    case VariantType::CharP:
-      return Variant(ReadText<std::string>(stream, kNarrow).c_str());
-    case VariantType::WCharP:
-      return Variant(ReadText<std::wstring>(stream, kWide).c_str());
-    case VariantType::DateTime:
-      return Variant(DateTime(Read<std::int32_t>(stream)));
-    case VariantType::String:
-      return Variant(ReadText<std::string>(stream, kNarrow));
-    case VariantType::WString:
-      return Variant(ReadText<std::wstring>(stream, kWide));
-    case VariantType::Empty:
-      break;
-  }
-  return Variant();
+// Text through BinaryStream_Put/Get, form 16 narrow or 17 wide; a pointer
+// type is written from its pointer and read back as one (a copy of the text).
+template <class Text, bool Pointer>
+constexpr Form TextForm() {
+  constexpr bool narrow = std::is_same_v<Text, std::string>;
+  constexpr int form = narrow ? BinaryStream::NarrowString : BinaryStream::WideString;
+  return {[](BinaryStream& stream, const Variant& value) {
+            if constexpr (narrow)
+              BinaryStream_Put(stream, Pointer ? Text(value.AsCharP()) : value.AsString(), form);
+            else
+              BinaryStream_Put(stream, Pointer ? Text(value.AsWCharP()) : value.AsWString(), form);
+          },
+          [](BinaryStream& stream) {
+            Text text;
+            BinaryStream_Get(stream, text, form);
+            return Pointer ? Variant(text.c_str()) : Variant(std::move(text));
+          }};
+}
+
+constexpr Form kBool = {[](BinaryStream& stream, const Variant& value) { stream << std::uint8_t{value.AsLong() != 0}; },
+                        [](BinaryStream& stream) { return Variant(Read<std::uint8_t>(stream) != 0); }};
+
+// The low 32 bits of the Unix time, read back as signed.
+constexpr Form kDateTime = {[](BinaryStream& stream, const Variant& value) {
+                              stream << static_cast<std::int32_t>(value.AsDateTime().UnixTime());
+                            },
+                            [](BinaryStream& stream) { return Variant(DateTime(Read<std::int32_t>(stream))); }};
+
+// Indexed by tag - 1.
+constexpr Form kForms[] = {
+    kBool,
+    Integer<std::int8_t, char>(),
+    Integer<std::int16_t, short>(),
+    Integer<std::int32_t, int>(),
+    Integer<std::int32_t, long>(),
+    Ieee<float, std::uint32_t>(),
+    Ieee<double, std::uint64_t>(),
+    Integer<std::uint8_t, unsigned char>(),
+    Integer<std::uint16_t, unsigned short>(),
+    Integer<std::uint32_t, unsigned int>(),
+    Integer<std::uint32_t, unsigned long>(),
+    TextForm<std::string, true>(),
+    TextForm<std::wstring, true>(),
+    kDateTime,
+    TextForm<std::string, false>(),
+    TextForm<std::wstring, false>(),
+};
+
+// The row for a tag, or null for a tag that carries no value (0, above 16, negative).
+const Form* FormOf(int tag) {
+  return tag >= 1 && tag <= static_cast<int>(std::size(kForms)) ? &kForms[tag - 1] : nullptr;
 }
 
 }  // namespace
 
 ORV::BinaryStream& operator<<(ORV::BinaryStream& stream, const ORV::Variant& value) {
-  stream << static_cast<std::uint8_t>(value.Type());
-  WriteValue(stream, value);
+  const auto tag = static_cast<std::uint8_t>(value.Type());
+  stream << tag;
+  if (const Form* form = FormOf(tag)) form->put(stream, value);
   return stream;
 }
 
 ORV::BinaryStream& operator>>(ORV::BinaryStream& stream, ORV::Variant& value) {
   std::uint8_t byte = 0;
   stream.Buf().SafeGet(&byte, 1);
-  const int tag = static_cast<std::int8_t>(byte);
-  if (tag < static_cast<int>(VariantType::Bool) || tag > static_cast<int>(VariantType::WString)) return stream;
-  value = ReadValue(stream, static_cast<VariantType>(tag));
+  if (const Form* form = FormOf(static_cast<std::int8_t>(byte))) value = form->get(stream);
   return stream;
 }
