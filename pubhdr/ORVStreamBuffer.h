@@ -1,0 +1,85 @@
+// OStreamBuffer and IStreamBuffer: one-way buffers (BinaryStreamBuf) over a
+// standard narrow output or input stream, so that what writes to a buffer can
+// write to a std::ofstream or a std::ostringstream, and the other way round.
+// The output adapter has only the put side, the input adapter only the get
+// side; positions are the stream buffer's (pubseekoff on the side used).
+//
+// Stream failures never become exceptions: they show as a short count from
+// vGet (gcount), a position of 0xFFFFFFFF (-1) from a stream whose fail or bad
+// bit is set, or a seek that is skipped. vPut returns the count asked whatever
+// the stream did with it; vSeekP / vSeekG clear an end-of-file state first.
+// vSize goes to the end and back and answers 0xFFFFFFFF when the stream had
+// failed. vFlush does nothing: the stream is flushed by its owner.
+//
+// Built from a reference the adapter borrows the stream; built from
+// (pointer, true) it owns it and deletes it when it goes. One thread at a time.
+//
+// The other operations throw NotImplemented (a std::exception), with these
+// texts exactly, slips included:
+//   OStreamBuffer: "OStreamBuffer::Get : Not implemented!", "...::TellG : ...",
+//     "...::SeekG : ...", "...::Clear : ...", "...::ClearMemory : ...",
+//     "OStreamBuffer::ClearEnd : Not implemented!"
+//   IStreamBuffer: vPut and vSeekP "IStreamBuffer::SeekP: Not implemented!",
+//     vTellP "PStreamBuffer::TellP : Not implemented!", "IStreamBuffer::Clear :
+//     Not implemented!", "...::ClearMemory : ...", "...::ClearEnd : ..."
+#pragma once
+
+#include <cstdint>
+#include <istream>
+#include <ostream>
+
+#include "ORVBinaryStreamBuf.h"
+#include "ORVFileDefs.h"
+
+namespace ORVFile {
+
+class ORVFILE_API OStreamBuffer : public ORV::BinaryStreamBuf {
+ public:
+  explicit OStreamBuffer(std::ostream& stream);
+  OStreamBuffer(std::ostream* stream, bool owns);
+  ~OStreamBuffer() override;
+
+  std::uint32_t vPut(const void* data, std::uint32_t count) override;
+  std::uint32_t vTellP() override;
+  std::uint32_t vSeekP(std::int32_t offset, Direction direction) override;
+  std::uint32_t vGet(void* dest, std::uint32_t count) override;
+  std::uint32_t vTellG() override;
+  std::uint32_t vSeekG(std::int32_t offset, Direction direction) override;
+  void vFlush() override;
+  void vClear() override;
+  void vClearMemory() override;
+  void vClearEnd() override;
+  std::uint32_t vSize() override;
+  bool vEndOfFile() override;
+
+ private:
+  bool m_owns;
+  std::ostream* m_stream;
+};
+
+class ORVFILE_API IStreamBuffer : public ORV::BinaryStreamBuf {
+ public:
+  explicit IStreamBuffer(std::istream& stream);
+  IStreamBuffer(std::istream* stream, bool owns);
+  ~IStreamBuffer() override;
+
+  std::uint32_t vPut(const void* data, std::uint32_t count) override;
+  std::uint32_t vTellP() override;
+  std::uint32_t vSeekP(std::int32_t offset, Direction direction) override;
+  /// read(dest, count); returns gcount.
+  std::uint32_t vGet(void* dest, std::uint32_t count) override;
+  std::uint32_t vTellG() override;
+  std::uint32_t vSeekG(std::int32_t offset, Direction direction) override;
+  void vFlush() override;
+  void vClear() override;
+  void vClearMemory() override;
+  void vClearEnd() override;
+  std::uint32_t vSize() override;
+  bool vEndOfFile() override;
+
+ private:
+  bool m_owns;
+  std::istream* m_stream;
+};
+
+}  // namespace ORVFile

@@ -1,0 +1,134 @@
+// What the file-handle and mapped-file tests share: a fresh directory per
+// test, removed without recursion in TearDown (a handle left open or a file
+// left behind fails the test), the exception a call raises with its record,
+// and a guard that puts the file-call table back however a test ends.
+#pragma once
+
+#include "win32.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <type_traits>
+
+#include "ORVBaseException.h"
+#include "ORVFileSeam.h"
+#include "ORVHandle.h"
+
+namespace orvtest {
+
+inline bool UnderWine() { return ::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr; }
+
+/// What a call raised: the class by its type name ("" when nothing was
+/// thrown), the catalogue message, the Win32 error recorded, the text.
+struct Raised {
+  std::string type;
+  unsigned number = ~0u;
+  unsigned lastError = 0;
+  std::string source;
+  std::wstring what;
+};
+
+template <class F>
+Raised Catch(F&& f) {
+  Raised raised;
+  try {
+    f();
+  } catch (const ORV::BaseException& e) {
+    raised.type.assign(e.TypeName().begin(), e.TypeName().end());
+    raised.what = e.What();
+    if (e.Info()) {
+      raised.number = e.Info()->Number();
+      raised.lastError = e.Info()->LastError();
+      raised.source = e.Info()->SourceFile();
+    }
+  }
+  return raised;
+}
+
+/// Swap entries of the table freely; all come back at the end of the scope.
+class SeamGuard {
+ public:
+  SeamGuard() : m_saved(Calls()) {}
+  ~SeamGuard() { Calls() = m_saved; }
+  SeamGuard(const SeamGuard&) = delete;
+  SeamGuard& operator=(const SeamGuard&) = delete;
+
+  static ORVFile::detail::FileCalls& Calls() { return ORVFile::detail::FileCallsForTesting(); }
+
+ private:
+  ORVFile::detail::FileCalls m_saved;
+};
+
+/// The error the failing fakes below report.
+inline DWORD g_fakeError = 0;
+
+// A stand-in for one entry of the table that fails with g_fakeError:
+//   guard.Calls().WriteFile = Failing<decltype(guard.Calls().WriteFile)>::Call;
+template <class R>
+R FailureValue() {
+  if constexpr (std::is_pointer_v<R>)
+    return INVALID_HANDLE_VALUE;  // handles and views alike: the library tests both null and this
+  else
+    return static_cast<R>(~0ul);  // INVALID_SET_FILE_POINTER, INVALID_FILE_SIZE; TRUE-like only for BOOL, below
+}
+template <>
+inline BOOL FailureValue<BOOL>() {
+  return FALSE;
+}
+
+template <class Signature>
+struct Failing;
+template <class R, class... A>
+struct Failing<R (*)(A...)> {
+  static R WINAPI Call(A...) {
+    ::SetLastError(g_fakeError);
+    return FailureValue<R>();
+  }
+};
+
+class TempDirTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    char temp[MAX_PATH + 1];
+    const DWORD length = ::GetTempPathA(MAX_PATH + 1, temp);
+    static unsigned serial = 0;
+    m_dir =
+        std::string(temp, length) + "orvcf-" + std::to_string(::GetCurrentProcessId()) + "-" + std::to_string(++serial);
+    ASSERT_TRUE(::CreateDirectoryA(m_dir.c_str(), nullptr)) << ::GetLastError();
+  }
+
+  void TearDown() override {
+    EXPECT_TRUE(::RemoveDirectoryA(m_dir.c_str())) << "left behind or held open, error " << ::GetLastError();
+  }
+
+  std::string P(const std::string& name) const { return m_dir + "\\" + name; }
+
+  /// The end of a test: the file must go, which a handle left open prevents.
+  void Remove(const std::string& name) {
+    ::SetFileAttributesA(P(name).c_str(), FILE_ATTRIBUTE_NORMAL);
+    EXPECT_TRUE(::DeleteFileA(P(name).c_str())) << name << " error " << ::GetLastError();
+  }
+
+  void Put(const std::string& name, const std::string& bytes) {
+    const ORV::Handle file(::CreateFileA(P(name).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr));
+    DWORD written = 0;
+    ASSERT_TRUE(::WriteFile(file.Get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr)) << name;
+  }
+
+  /// The file's bytes as they are on disk; "<cannot open>" when it cannot be read.
+  std::string Got(const std::string& name) const {
+    const ORV::Handle file(::CreateFileA(P(name).c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                         OPEN_EXISTING, 0, nullptr));
+    if (!file) return "<cannot open>";
+    std::string bytes;
+    char block[65536];
+    DWORD read = 0;
+    while (::ReadFile(file.Get(), block, sizeof block, &read, nullptr) && read > 0) bytes.append(block, read);
+    return bytes;
+  }
+
+  std::string m_dir;
+};
+
+}  // namespace orvtest
