@@ -9,6 +9,14 @@
 //   CHARSET_ANSI        the process's ANSI code page, by MultiByteToWideChar
 // Any other pair throws ORV::Exception naming the two values. The functions
 // keep no state: call them from any thread.
+//
+// ConvertFromWide goes the other way, from the 16-bit form to a byte set:
+//   CHARSET_ISO_8859_1  each unit up to U+00FF becomes the byte of that value, any other unit "?"
+//   CHARSET_UTF8        by WideCharToMultiByte; a lone surrogate becomes U+FFFD (EF BF BD)
+//   CHARSET_ANSI        by WideCharToMultiByte; a character the code page lacks becomes
+//                       its default character ("?" in the Windows code pages), never a
+//                       best-fit look-alike: U+FF3C (fullwidth backslash) must not turn
+//                       into a path separator
 #pragma once
 
 #include <string>
@@ -26,5 +34,7 @@ enum CHARSET : unsigned int {
 
 /// text, in the byte set from, as the 16-bit form; to must be CHARSET_UTF16.
 ORV_CHARSET_API std::wstring ConvertToWide(const std::string& text, CHARSET from, CHARSET to = CHARSET_UTF16);
+/// text, in the 16-bit form, as the byte set to; from must be CHARSET_UTF16.
+ORV_CHARSET_API std::string ConvertFromWide(const std::wstring& text, CHARSET to, CHARSET from = CHARSET_UTF16);
 
 }  // namespace ORV

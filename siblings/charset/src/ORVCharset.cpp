@@ -32,6 +32,28 @@ std::wstring CodePageToWide(const std::string& text, unsigned int codePage, CHAR
   return result;
 }
 
+std::string WideToLatin1(const std::wstring& text) {
+  std::string result(text.size(), '\0');
+  for (std::size_t i = 0; i < text.size(); ++i) result[i] = text[i] <= 0xFF ? static_cast<char>(text[i]) : '?';
+  return result;
+}
+
+// Measured first, then converted: a unit may take up to three bytes.
+std::string WideToCodePage(const std::wstring& text, unsigned int codePage, DWORD flags, CHARSET to) {
+  if (text.empty()) return std::string();
+  if (text.size() > static_cast<std::size_t>(INT_MAX)) ThrowUnsupported(CHARSET_UTF16, to);
+  const int length = static_cast<int>(text.size());
+  const int bytes = ::WideCharToMultiByte(codePage, flags, text.data(), length, nullptr, 0, nullptr, nullptr);
+  if (bytes <= 0) ThrowUnsupported(CHARSET_UTF16, to);
+  std::string result(static_cast<std::size_t>(bytes), '\0');
+  if (::WideCharToMultiByte(codePage, flags, text.data(), length, result.data(), bytes, nullptr, nullptr) != bytes)
+    ThrowUnsupported(CHARSET_UTF16, to);
+  return result;
+}
+
+// UTF-8 takes no flags, also when it is the ANSI code page.
+DWORD NoBestFitFlags() { return ::GetACP() == CP_UTF8 ? 0 : WC_NO_BEST_FIT_CHARS; }
+
 }  // namespace
 
 std::wstring ConvertToWide(const std::string& text, CHARSET from, CHARSET to) {
@@ -43,6 +65,20 @@ std::wstring ConvertToWide(const std::string& text, CHARSET from, CHARSET to) {
       return CodePageToWide(text, CP_UTF8, from);
     case CHARSET_ANSI:
       return CodePageToWide(text, CP_ACP, from);
+    default:
+      ThrowUnsupported(from, to);
+  }
+}
+
+std::string ConvertFromWide(const std::wstring& text, CHARSET to, CHARSET from) {
+  if (from != CHARSET_UTF16) ThrowUnsupported(from, to);
+  switch (to) {
+    case CHARSET_ISO_8859_1:
+      return WideToLatin1(text);
+    case CHARSET_UTF8:
+      return WideToCodePage(text, CP_UTF8, 0, to);
+    case CHARSET_ANSI:
+      return WideToCodePage(text, CP_ACP, NoBestFitFlags(), to);
     default:
       ThrowUnsupported(from, to);
   }
