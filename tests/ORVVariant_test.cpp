@@ -8,8 +8,6 @@
 #include <string>
 #include <utility>
 
-#include "ORVLogEntryCallInterface.h"
-#include "ORVSmartPtr.h"
 #include "ORVVariant.h"
 
 using ORV::DateTime;
@@ -59,16 +57,10 @@ TEST(Variant, EachTypeHasItsTraitsAndAnswersEveryAccessor) {
     EXPECT_EQ(r.value.Traits(), r.traits);
     EXPECT_EQ(r.value.IsEmpty(), r.traits == nullptr);
     EXPECT_EQ(static_cast<unsigned>(r.value.Type()), r.type);
-    if (r.traits) {
-      EXPECT_EQ(static_cast<unsigned>(r.traits->Type()), r.type);
-    }
+    EXPECT_EQ(r.traits ? static_cast<unsigned>(r.traits->Type()) : 0u, r.type);
     EXPECT_EQ(r.value.AsLong(), r.asLong);
     EXPECT_EQ(r.value.AsULong(), r.asULong);
-    if (std::isnan(r.asDouble)) {
-      EXPECT_TRUE(std::isnan(r.value.AsDouble()));
-    } else {
-      EXPECT_EQ(r.value.AsDouble(), r.asDouble);
-    }
+    EXPECT_TRUE(r.value.AsDouble() == r.asDouble || (std::isnan(r.asDouble) && std::isnan(r.value.AsDouble())));
     EXPECT_EQ(r.value.AsString(), r.asString);
     const std::string narrow = r.asString;
     EXPECT_EQ(r.value.AsWString(), r.type == 13 || r.type == 16 ? std::wstring(r.value.AsWCharP())
@@ -85,82 +77,30 @@ TEST(Variant, EachTypeHasItsTraitsAndAnswersEveryAccessor) {
   EXPECT_EQ(Variant("\xE9").AsWString(), std::wstring(L"\x00E9"));
 }
 
-TEST(Variant, TextIsOwnedAndPointedAtOnlyInItsOwnWidth) {
+TEST(Variant, OwnsItsTextAndCopiesMovesAndAssignmentsKeepTypeAndValue) {
   char buffer[] = "report";
-  wchar_t wideBuffer[] = L"report";
-  const Variant narrow(buffer), wide(wideBuffer);
+  const Variant narrow(buffer), wide(L"report");
   std::strcpy(buffer, "XXXXXX");
-  wideBuffer[0] = L'X';
   EXPECT_STREQ(narrow.AsCharP(), "report");
-  EXPECT_STREQ(wide.AsWCharP(), L"report");
   EXPECT_STREQ(Variant(static_cast<const char*>(nullptr)).AsCharP(), "");
-  EXPECT_EQ(Variant(static_cast<const wchar_t*>(nullptr)).Type(), VariantType::WCharP);
-
-  const Variant others[] = {Variant(), Variant(1), Variant(1.0), Variant(DateTime(1))};
-  for (const Variant& v : others) EXPECT_TRUE(v.AsCharP() == nullptr && v.AsWCharP() == nullptr);
-  EXPECT_TRUE(narrow.AsWCharP() == nullptr && wide.AsCharP() == nullptr);
-  EXPECT_STREQ(Variant(std::string("s")).AsCharP(), "s");
+  EXPECT_TRUE(narrow.AsWCharP() == nullptr && wide.AsCharP() == nullptr && Variant(1).AsCharP() == nullptr);
   EXPECT_STREQ(Variant(std::wstring(L"w")).AsWCharP(), L"w");
 
   Variant copy(narrow);
   EXPECT_NE(copy.AsCharP(), narrow.AsCharP());  // its own text, not a shared pointer
-  copy = Variant("other");
-  EXPECT_STREQ(narrow.AsCharP(), "report");
-}
-
-TEST(Variant, CopiesMovesAndAssignmentsKeepTypeAndValue) {
-  const Variant original(std::wstring(L"text"));
-  Variant copy(original);
-  EXPECT_EQ(copy, original);
   Variant assigned(1.5);
-  assigned = original;
-  EXPECT_EQ(assigned, original);
+  assigned = copy;
   assigned = assigned;
-  EXPECT_EQ(assigned, original);
-
+  EXPECT_EQ(assigned, narrow);
   Variant moved(std::move(copy));
-  EXPECT_EQ(moved, original);
-  EXPECT_TRUE(copy.IsEmpty());
-  EXPECT_EQ(copy.AsWString(), L"");
+  EXPECT_TRUE(copy.IsEmpty() && moved == narrow);
   copy = std::move(moved);
-  EXPECT_EQ(copy, original);
-  EXPECT_TRUE(moved.IsEmpty());
-  copy = std::move(copy);
-  EXPECT_EQ(copy, original);
+  EXPECT_TRUE(moved.IsEmpty() && copy == narrow);
 
   // Equal means same type and same value.
   EXPECT_NE(Variant(1.0f), Variant(1.0));
   EXPECT_NE(Variant(1), Variant(1L));
   EXPECT_NE(Variant("a"), Variant(std::string("a")));
-  EXPECT_EQ(Variant(), Variant());
   EXPECT_NE(Variant(0), Variant());
-  EXPECT_EQ(Variant(static_cast<char>(7)), Variant(static_cast<char>(7)));
-}
-
-namespace {
-
-class Recorder : public ORV::LogEntryCallInterface {
- public:
-  explicit Recorder(bool* deleted) : m_deleted(deleted) {}
-  ~Recorder() override { *m_deleted = true; }
-  void Progress(double fraction) override { last = fraction; }
-  double last = -1.0;
-
- private:
-  bool* m_deleted;
-};
-
-}  // namespace
-
-TEST(LogEntryCallInterface, LivesWhileAnyHandleHoldsIt) {
-  bool deleted = false;
-  ORV::SmartPtr<ORV::LogEntryCallInterface> first(new Recorder(&deleted));
-  {
-    ORV::SmartPtr<ORV::LogEntryCallInterface> second = first;
-    EXPECT_EQ(first->NbRef(), 2);
-    second->Progress(0.5);
-  }
-  EXPECT_EQ(static_cast<Recorder&>(*first).last, 0.5);
-  first.Reset();
-  EXPECT_TRUE(deleted);
+  EXPECT_EQ(Variant(), Variant());
 }
