@@ -8,6 +8,7 @@
 
 #include "ORVCFile.h"
 #include "ORVFileSeam.h"
+#include "ORVPath.h"
 #include "ORVRaise.h"
 
 namespace ORVFile {
@@ -51,12 +52,6 @@ std::uint64_t OffsetOf(const OVERLAPPED& record) { return (std::uint64_t{record.
 bool Raises(CFileBase::Action action) {
   const auto value = static_cast<std::uint32_t>(action);
   return value <= 8 && value != 2 && value != 4;
-}
-
-// The file test of Delete: something that exists and is not a directory.
-bool IsExistingFile(const std::string& path) {
-  const DWORD attributes = ::GetFileAttributesA(path.c_str());
-  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
 }
 
 bool UnlinkWrp(const std::string& path) { return ::_unlink(path.c_str()) == 0; }
@@ -286,7 +281,7 @@ ORV::DateTime CFileBase::LastWriteTime() {
 }
 
 void CFileBase::Unlink() {
-  if (IsExistingFile(m_path) && !UnlinkWrp(m_path)) Throw(Action::DeleteFile);
+  if (ORVFile::Path(m_path).IsFile() && !UnlinkWrp(m_path)) Throw(Action::DeleteFile);
 }
 
 template <class T>
