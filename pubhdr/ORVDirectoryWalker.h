@@ -62,7 +62,7 @@ class ORVFILE_API DirectoryWalkerHandler : public ORV::RefCounted {
 
 class ORVFILE_API DirectoryWalker {
  public:
-  static constexpr char DEFAULT_PATH_FILTER[] = "*.*";
+  static const char DEFAULT_PATH_FILTER[];  // "*.*"
 
   DirectoryWalker();
   DirectoryWalker(const DirectoryWalker&) = delete;

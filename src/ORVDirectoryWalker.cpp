@@ -12,6 +12,8 @@ constexpr std::size_t kReservedHandlers = 16;
 
 }  // namespace
 
+const char DirectoryWalker::DEFAULT_PATH_FILTER[] = "*.*";
+
 DirectoryWalkerHandler::DirectoryWalkerHandler() = default;
 DirectoryWalkerHandler::~DirectoryWalkerHandler() = default;
 
