@@ -66,11 +66,13 @@ IProgressBuffer::IProgressBuffer(ORV::BinaryStreamBuf& buffer, const SmartPtr<Lo
 IProgressBuffer::~IProgressBuffer() = default;
 
 std::uint32_t IProgressBuffer::vGet(void* dest, std::uint32_t count) {
+  // Only a read that brings the counter to the chunk can report: the others skip the position query.
+  const bool due = static_cast<std::uint32_t>(m_counter + count) >= m_updateChunk;
   // The caller's position, before this read moves it: TellG counts the wrapped look-ahead store back.
-  const std::uint32_t position = Wrapped().TellG();
+  const std::uint32_t position = due ? Wrapped().TellG() : 0;
   const std::uint32_t got = BinaryStreamBufWrapper::vGet(dest, count);
   m_counter += count;
-  if (m_counter >= m_updateChunk && position > m_mark) {
+  if (due && position > m_mark) {
     Report(Fraction(position, m_total));
     m_counter = 0;
     m_mark = position;
