@@ -10,9 +10,9 @@
 // through that call. The fraction is usually between 0 and 1; a reader whose
 // data grew beyond the total it was given may report more than 1.
 //
-// Counting is interlocked (RefCounted): references may be taken and dropped
-// on several threads, but Progress is called by one reporter at a time only
-// if the caller shares the object with one reporter at a time.
+// Counting is interlocked (RefCounted), so references may be taken and
+// dropped on any thread. Progress itself is not synchronised: an object that
+// reporters on several threads share must guard its own state.
 #pragma once
 
 #include "ORVCoreDefs.h"
