@@ -4,15 +4,13 @@
 // programs; progress on stderr.
 #include "win32.h"
 
-#include <fcntl.h>
-#include <io.h>
-
 #include <cstdio>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "BenchClock.h"
+#include "BenchMain.h"
 #include "ORVDirectoryWalker.h"
 #include "ORVFileException.h"
 #include "ORVHandle.h"
@@ -23,15 +21,18 @@ namespace {
 using ORVFile::DirectoryWalker;
 using ORVFile::Path;
 
-constexpr int kTopDirs = 20;
-constexpr int kSubDirs = 9;  // under each top directory: 20 * (1 + 9) = 200 directories
-constexpr int kFilesPerDir = 100;
-constexpr std::size_t kFiles = kTopDirs * (1 + kSubDirs) * kFilesPerDir;
 constexpr int kRuns = 5;
 
-// The tree, made and removed through the library's own path class.
+// The tree, made and removed through the library's own path class: 20 top
+// directories of 9 subdirectories each, so 200 directories of 100 empty files.
 class Tree {
  public:
+  static constexpr int kTopDirs = 20;
+  static constexpr int kSubDirs = 9;
+  static constexpr int kFilesPerDir = 100;
+  static constexpr int kDirs = kTopDirs * (1 + kSubDirs);
+  static constexpr std::size_t kFiles = kDirs * kFilesPerDir;
+
   Tree() {
     char temp[MAX_PATH];
     const DWORD length = ::GetTempPathA(MAX_PATH, temp);
@@ -120,16 +121,15 @@ double Rate(std::size_t (*walk)(const std::string&), const std::string& root, co
   const double start = Now();
   const std::size_t count = walk(root);
   const double seconds = Now() - start;
-  if (count != kFiles) {
+  if (count != Tree::kFiles) {
     throw std::runtime_error(std::string(who) + " found " + std::to_string(count) + " files, not " +
-                             std::to_string(kFiles));
+                             std::to_string(Tree::kFiles));
   }
   return static_cast<double>(count) / seconds;
 }
 
 int Run() {
-  std::fprintf(stderr, "DirectoryWalker_bench: creating %zu files in %d directories\n", kFiles,
-               kTopDirs * (1 + kSubDirs));
+  std::fprintf(stderr, "DirectoryWalker_bench: creating %zu files in %d directories\n", Tree::kFiles, Tree::kDirs);
   const Tree tree;
   // The first runs also warm the cache, for both alike.
   Rate(WalkWithLibrary, tree.Root(), "DirectoryWalker");
@@ -140,22 +140,11 @@ int Run() {
     library.push_back(Rate(WalkWithLibrary, tree.Root(), "DirectoryWalker"));
     win32.push_back(Rate(WalkWithWin32, tree.Root(), "FindFirstFileExW recursion"));
   }
-  std::printf("DirectoryWalker::Walk, %zu files\t%.0f\tFindFirstFileExW recursion\t%.0f\tfiles/s\t%.4f\t1\n", kFiles,
-              Median(library), Median(win32), 1 / 1.5);
+  std::printf("DirectoryWalker::Walk, %zu files\t%.0f\tFindFirstFileExW recursion\t%.0f\tfiles/s\t%.4f\t1\n",
+              Tree::kFiles, Median(library), Median(win32), 1 / 1.5);
   return 0;
 }
 
 }  // namespace
 
-int main() {
-  // Rows end in "\n", not "\r\n".
-  _setmode(_fileno(stdout), _O_BINARY);
-  try {
-    return Run();
-  } catch (const std::exception& e) {
-    std::fprintf(stderr, "DirectoryWalker_bench: %s\n", e.what());
-  } catch (const ORVFile::FileException& e) {
-    std::fprintf(stderr, "DirectoryWalker_bench: %ls\n", e.What().c_str());
-  }
-  return 1;
-}
+int main() { return BenchMain("DirectoryWalker_bench", Run); }

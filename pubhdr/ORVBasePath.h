@@ -204,7 +204,7 @@ class BasicPath : public BasePath {
   // compared as upper case, other units by value), so that the order is the
   // same on every file system and a walk can be resumed. A path that does
   // not exist or is not a directory lists nothing; any other failure of the
-  // listing throws FileNotFoundException (message 15).
+  // listing throws FileNotFoundException (message 15) and leaves list as it was.
   void GetFileList(std::vector<Self>& list) const;
   void GetFileList(const String& pattern, std::vector<Self>& list) const;
 
@@ -265,6 +265,17 @@ class BasicPath : public BasePath {
 
   String m_text;
 };
+
+// Declares Path or WPath: the instance of BasicPath over one width, built and
+// exported by the library, under its own class name.
+#define ORVFILE_DECLARE_PATH_CLASS(Name, CharT)             \
+  class Name;                                               \
+  extern template class ORVFILE_API BasicPath<CharT, Name>; \
+  class ORVFILE_API Name : public BasicPath<CharT, Name> {  \
+   public:                                                  \
+    using BasicPath::BasicPath;                             \
+    using BasicPath::operator=;                             \
+  }
 
 // The text as it stands; reading takes one whitespace-delimited word, as for
 // a string, then normalises it.

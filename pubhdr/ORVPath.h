@@ -14,13 +14,6 @@
 
 namespace ORVFile {
 
-class Path;
-extern template class ORVFILE_API BasicPath<char, Path>;
-
-class ORVFILE_API Path : public BasicPath<char, Path> {
- public:
-  using BasicPath::BasicPath;
-  using BasicPath::operator=;
-};
+ORVFILE_DECLARE_PATH_CLASS(Path, char);
 
 }  // namespace ORVFile

@@ -9,13 +9,6 @@
 
 namespace ORVFile {
 
-class WPath;
-extern template class ORVFILE_API BasicPath<wchar, WPath>;
-
-class ORVFILE_API WPath : public BasicPath<wchar, WPath> {
- public:
-  using BasicPath::BasicPath;
-  using BasicPath::operator=;
-};
+ORVFILE_DECLARE_PATH_CLASS(WPath, wchar);
 
 }  // namespace ORVFile

@@ -81,8 +81,12 @@ inline unsigned long Settable(unsigned long word) noexcept {
   return settable != 0 ? settable : FILE_ATTRIBUTE_NORMAL;
 }
 
-inline unsigned long Clamp32(std::uint64_t value) noexcept {
-  return value > 0xFFFFFFFFu ? 0xFFFFFFFFul : static_cast<unsigned long>(value);
+// The 32-bit form of a 64-bit query: 0xFFFFFFFF when the count does not fit.
+template <class Query>
+unsigned long Clamped32(Query query) {
+  ULARGE_INTEGER value;
+  query(value);
+  return value.QuadPart > 0xFFFFFFFFu ? 0xFFFFFFFFul : static_cast<unsigned long>(value.QuadPart);
 }
 
 template <class E, class CharT>
@@ -391,29 +395,32 @@ void BasicPath<CharT, Self>::GetFileList(std::vector<Self>& list) const {
   GetFileList(String(1, CharT('*')), list);
 }
 
+// Built aside and swapped in, so that a failure leaves list as it was.
 template <class CharT, class Self>
 void BasicPath<CharT, Self>::GetFileList(const String& pattern, std::vector<Self>& list) const {
-  list.clear();
+  std::vector<Self> entries;
   const String directory = m_text.empty() ? String() : m_text + detail::Unit<CharT>(PathSeparator());
   detail::FindData<CharT> data;
   const detail::RuntimeFind find(detail::FindFirstWrp(directory + pattern, &data));
-  if (!find) {
+  if (find) {
+    do {
+      if (!detail::IsDotName(data.name)) entries.push_back(Child(directory, data.name, data.attrib));
+    } while (detail::FindNextWrp<CharT>(find.Get(), &data) == 0);
+    const unsigned long error = ::GetLastError();
+    if (error != ERROR_NO_MORE_FILES)
+      detail::Raise<FileNotFoundException>(ORV_PATH_SITE, MSG_GET_ATTRIBUTES, error, m_text);
+  } else {
     const unsigned long error = ::GetLastError();
     // Listing a file fails with ERROR_DIRECTORY on Windows, ERROR_INVALID_NAME under Wine.
     ClearStat();
-    if (detail::IsNothingToList(error) || !IsDirectory()) return;
-    detail::Raise<FileNotFoundException>(ORV_PATH_SITE, MSG_GET_ATTRIBUTES, error, m_text);
+    if (!detail::IsNothingToList(error) && IsDirectory())
+      detail::Raise<FileNotFoundException>(ORV_PATH_SITE, MSG_GET_ATTRIBUTES, error, m_text);
   }
-  do {
-    if (!detail::IsDotName(data.name)) list.push_back(Child(directory, data.name, data.attrib));
-  } while (detail::FindNextWrp<CharT>(find.Get(), &data) == 0);
-  const unsigned long error = ::GetLastError();
-  if (error != ERROR_NO_MORE_FILES)
-    detail::Raise<FileNotFoundException>(ORV_PATH_SITE, MSG_GET_ATTRIBUTES, error, m_text);
   const std::size_t nameStart = directory.size();
-  std::sort(list.begin(), list.end(), [nameStart](const Self& a, const Self& b) {
+  std::sort(entries.begin(), entries.end(), [nameStart](const Self& a, const Self& b) {
     return detail::NameLess(a.FullPath(), b.FullPath(), nameStart);
   });
+  list.swap(entries);
 }
 
 template <class CharT, class Self>
@@ -521,9 +528,7 @@ void BasicPath<CharT, Self>::GetAvailableDiskSpace(ULARGE_INTEGER& bytes) const 
 
 template <class CharT, class Self>
 void BasicPath<CharT, Self>::GetAvailableDiskSpace(unsigned long& bytes) const {
-  ULARGE_INTEGER available;
-  GetAvailableDiskSpace(available);
-  bytes = detail::Clamp32(available.QuadPart);
+  bytes = detail::Clamped32([this](ULARGE_INTEGER& available) { GetAvailableDiskSpace(available); });
 }
 
 template <class CharT, class Self>
@@ -534,9 +539,7 @@ void BasicPath<CharT, Self>::GetSize(ULARGE_INTEGER& size) const {
 
 template <class CharT, class Self>
 void BasicPath<CharT, Self>::GetSize(unsigned long& size) const {
-  ULARGE_INTEGER bytes;
-  GetSize(bytes);
-  size = detail::Clamp32(bytes.QuadPart);
+  size = detail::Clamped32([this](ULARGE_INTEGER& bytes) { GetSize(bytes); });
 }
 
 template <class CharT, class Self>

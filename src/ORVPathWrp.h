@@ -11,8 +11,8 @@
 #include <winnetwk.h>
 
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
+#include <stdio.h>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -26,20 +26,23 @@ using Text = std::basic_string<CharT>;
 template <class CharT>
 using FindData = std::conditional_t<sizeof(CharT) == 1, __finddata64_t, _wfinddata64_t>;
 
+// The narrow function for char, the wide one for wchar.
+template <class CharT, class Narrow, class Wide>
+constexpr auto ByWidth(Narrow narrow, Wide wide) {
+  if constexpr (sizeof(CharT) == 1)
+    return narrow;
+  else
+    return wide;
+}
+
 template <class CharT>
 std::intptr_t FindFirstWrp(const Text<CharT>& pattern, FindData<CharT>* data) {
-  if constexpr (sizeof(CharT) == 1)
-    return ::_findfirst64(pattern.c_str(), data);
-  else
-    return ::_wfindfirst64(pattern.c_str(), data);
+  return ByWidth<CharT>(::_findfirst64, ::_wfindfirst64)(pattern.c_str(), data);
 }
 
 template <class CharT>
 int FindNextWrp(std::intptr_t find, FindData<CharT>* data) {
-  if constexpr (sizeof(CharT) == 1)
-    return ::_findnext64(find, data);
-  else
-    return ::_wfindnext64(find, data);
+  return ByWidth<CharT>(::_findnext64, ::_wfindnext64)(find, data);
 }
 
 // Owns a runtime find handle; closing keeps the caller's last error.
@@ -64,10 +67,7 @@ class RuntimeFind {
 
 template <class CharT>
 unsigned long GetFileAttributesWrp(const Text<CharT>& path) {
-  if constexpr (sizeof(CharT) == 1)
-    return ::GetFileAttributesA(path.c_str());
-  else
-    return ::GetFileAttributesW(path.c_str());
+  return ByWidth<CharT>(::GetFileAttributesA, ::GetFileAttributesW)(path.c_str());
 }
 
 struct FileFacts {
@@ -78,12 +78,8 @@ struct FileFacts {
 template <class CharT>
 bool GetFileAttributesExWrp(const Text<CharT>& path, FileFacts* facts) {
   WIN32_FILE_ATTRIBUTE_DATA data;
-  BOOL ok;
-  if constexpr (sizeof(CharT) == 1)
-    ok = ::GetFileAttributesExA(path.c_str(), GetFileExInfoStandard, &data);
-  else
-    ok = ::GetFileAttributesExW(path.c_str(), GetFileExInfoStandard, &data);
-  if (!ok) return false;
+  if (!ByWidth<CharT>(::GetFileAttributesExA, ::GetFileAttributesExW)(path.c_str(), GetFileExInfoStandard, &data))
+    return false;
   facts->size = (static_cast<std::uint64_t>(data.nFileSizeHigh) << 32) | data.nFileSizeLow;
   facts->lastWrite = data.ftLastWriteTime;
   return true;
@@ -91,83 +87,55 @@ bool GetFileAttributesExWrp(const Text<CharT>& path, FileFacts* facts) {
 
 template <class CharT>
 bool SetFileAttributesWrp(const Text<CharT>& path, unsigned long attributes) {
-  if constexpr (sizeof(CharT) == 1)
-    return ::SetFileAttributesA(path.c_str(), attributes) != FALSE;
-  else
-    return ::SetFileAttributesW(path.c_str(), attributes) != FALSE;
+  return ByWidth<CharT>(::SetFileAttributesA, ::SetFileAttributesW)(path.c_str(), attributes) != FALSE;
 }
 
 template <class CharT>
 int MkdirWrp(const Text<CharT>& path) {
-  if constexpr (sizeof(CharT) == 1)
-    return ::_mkdir(path.c_str());
-  else
-    return ::_wmkdir(path.c_str());
+  return ByWidth<CharT>(::_mkdir, ::_wmkdir)(path.c_str());
 }
 
 template <class CharT>
 int RmdirWrp(const Text<CharT>& path) {
-  if constexpr (sizeof(CharT) == 1)
-    return ::_rmdir(path.c_str());
-  else
-    return ::_wrmdir(path.c_str());
+  return ByWidth<CharT>(::_rmdir, ::_wrmdir)(path.c_str());
 }
 
 template <class CharT>
 int UnlinkWrp(const Text<CharT>& path) {
-  if constexpr (sizeof(CharT) == 1)
-    return ::_unlink(path.c_str());
-  else
-    return ::_wunlink(path.c_str());
+  return ByWidth<CharT>(::_unlink, ::_wunlink)(path.c_str());
 }
 
 template <class CharT>
 int RenameWrp(const Text<CharT>& from, const Text<CharT>& to) {
-  if constexpr (sizeof(CharT) == 1)
-    return std::rename(from.c_str(), to.c_str());
-  else
-    return ::_wrename(from.c_str(), to.c_str());
+  return ByWidth<CharT>(::rename, ::_wrename)(from.c_str(), to.c_str());
 }
 
 template <class CharT>
 bool CopyFileWrp(const Text<CharT>& from, const Text<CharT>& to, bool failIfExists) {
-  if constexpr (sizeof(CharT) == 1)
-    return ::CopyFileA(from.c_str(), to.c_str(), failIfExists) != FALSE;
-  else
-    return ::CopyFileW(from.c_str(), to.c_str(), failIfExists) != FALSE;
+  return ByWidth<CharT>(::CopyFileA, ::CopyFileW)(from.c_str(), to.c_str(), failIfExists) != FALSE;
 }
 
 template <class CharT>
 bool MoveFileWrp(const Text<CharT>& from, const Text<CharT>& to) {
-  if constexpr (sizeof(CharT) == 1)
-    return ::MoveFileA(from.c_str(), to.c_str()) != FALSE;
-  else
-    return ::MoveFileW(from.c_str(), to.c_str()) != FALSE;
+  return ByWidth<CharT>(::MoveFileA, ::MoveFileW)(from.c_str(), to.c_str()) != FALSE;
 }
 
 template <class CharT>
 bool GetDiskFreeSpaceExWrp(const Text<CharT>& directory, std::uint64_t* available) {
   ULARGE_INTEGER free;
-  BOOL ok;
-  if constexpr (sizeof(CharT) == 1)
-    ok = ::GetDiskFreeSpaceExA(directory.c_str(), &free, nullptr, nullptr);
-  else
-    ok = ::GetDiskFreeSpaceExW(directory.c_str(), &free, nullptr, nullptr);
-  if (ok) *available = free.QuadPart;
-  return ok != FALSE;
+  if (!ByWidth<CharT>(::GetDiskFreeSpaceExA, ::GetDiskFreeSpaceExW)(directory.c_str(), &free, nullptr, nullptr))
+    return false;
+  *available = free.QuadPart;
+  return true;
 }
 
 template <class CharT>
 bool GetComputerNameWrp(Text<CharT>& name) {
   CharT buffer[MAX_COMPUTERNAME_LENGTH + 1] = {};
   DWORD size = MAX_COMPUTERNAME_LENGTH + 1;
-  BOOL ok;
-  if constexpr (sizeof(CharT) == 1)
-    ok = ::GetComputerNameA(buffer, &size);
-  else
-    ok = ::GetComputerNameW(buffer, &size);
-  if (ok) name.assign(buffer, size);
-  return ok != FALSE;
+  if (!ByWidth<CharT>(::GetComputerNameA, ::GetComputerNameW)(buffer, &size)) return false;
+  name.assign(buffer, size);
+  return true;
 }
 
 // NO_ERROR or the call's error. The record points into the buffer it heads;
@@ -179,10 +147,8 @@ unsigned long WNetGetUniversalNameWrp(const Text<CharT>& local, Text<CharT>& uni
   DWORD result = ERROR_MORE_DATA;
   for (int attempt = 0; attempt < 2 && result == ERROR_MORE_DATA; ++attempt) {
     DWORD size = static_cast<DWORD>(buffer.size() * sizeof(Info));
-    if constexpr (sizeof(CharT) == 1)
-      result = ::WNetGetUniversalNameA(local.c_str(), UNIVERSAL_NAME_INFO_LEVEL, buffer.data(), &size);
-    else
-      result = ::WNetGetUniversalNameW(local.c_str(), UNIVERSAL_NAME_INFO_LEVEL, buffer.data(), &size);
+    result = ByWidth<CharT>(::WNetGetUniversalNameA, ::WNetGetUniversalNameW)(local.c_str(), UNIVERSAL_NAME_INFO_LEVEL,
+                                                                              buffer.data(), &size);
     if (result == ERROR_MORE_DATA) buffer.resize(size / sizeof(Info) + 1);
   }
   if (result == NO_ERROR) universal = buffer.front().lpUniversalName;
@@ -203,6 +169,7 @@ int SplitPathWrp(const Text<CharT>& path, PathParts<CharT>* parts) {
   CharT* const directory = drive + size;
   CharT* const name = directory + size;
   CharT* const extension = name + size;
+  // The secure forms have array overloads in C++, so they are named, not passed.
   errno_t result;
   if constexpr (sizeof(CharT) == 1)
     result = ::_splitpath_s(path.c_str(), drive, size, directory, size, name, size, extension, size);

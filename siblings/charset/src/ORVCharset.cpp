@@ -38,9 +38,16 @@ std::string WideToLatin1(const std::wstring& text) {
   return result;
 }
 
+// UTF-8 takes no flags, also when it is the ANSI code page; the others are
+// kept from best-fit look-alikes.
+DWORD NoBestFitFlags(unsigned int codePage) {
+  return codePage == CP_UTF8 || ::GetACP() == CP_UTF8 ? 0 : WC_NO_BEST_FIT_CHARS;
+}
+
 // Measured first, then converted: a unit may take up to three bytes.
-std::string WideToCodePage(const std::wstring& text, unsigned int codePage, DWORD flags, CHARSET to) {
+std::string WideToCodePage(const std::wstring& text, unsigned int codePage, CHARSET to) {
   if (text.empty()) return std::string();
+  const DWORD flags = NoBestFitFlags(codePage);
   if (text.size() > static_cast<std::size_t>(INT_MAX)) ThrowUnsupported(CHARSET_UTF16, to);
   const int length = static_cast<int>(text.size());
   const int bytes = ::WideCharToMultiByte(codePage, flags, text.data(), length, nullptr, 0, nullptr, nullptr);
@@ -50,9 +57,6 @@ std::string WideToCodePage(const std::wstring& text, unsigned int codePage, DWOR
     ThrowUnsupported(CHARSET_UTF16, to);
   return result;
 }
-
-// UTF-8 takes no flags, also when it is the ANSI code page.
-DWORD NoBestFitFlags() { return ::GetACP() == CP_UTF8 ? 0 : WC_NO_BEST_FIT_CHARS; }
 
 }  // namespace
 
@@ -71,17 +75,10 @@ std::wstring ConvertToWide(const std::string& text, CHARSET from, CHARSET to) {
 }
 
 std::string ConvertFromWide(const std::wstring& text, CHARSET to, CHARSET from) {
-  if (from != CHARSET_UTF16) ThrowUnsupported(from, to);
-  switch (to) {
-    case CHARSET_ISO_8859_1:
-      return WideToLatin1(text);
-    case CHARSET_UTF8:
-      return WideToCodePage(text, CP_UTF8, 0, to);
-    case CHARSET_ANSI:
-      return WideToCodePage(text, CP_ACP, NoBestFitFlags(), to);
-    default:
-      ThrowUnsupported(from, to);
-  }
+  const bool known = to == CHARSET_ISO_8859_1 || to == CHARSET_UTF8 || to == CHARSET_ANSI;
+  if (from != CHARSET_UTF16 || !known) ThrowUnsupported(from, to);
+  if (to == CHARSET_ISO_8859_1) return WideToLatin1(text);
+  return WideToCodePage(text, to == CHARSET_UTF8 ? CP_UTF8 : CP_ACP, to);
 }
 
 }  // namespace ORV
