@@ -10,6 +10,7 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "ORVDirectoryWalker.h"
@@ -83,7 +84,6 @@ TEST_F(DirectoryWalkerTest, OrderPatternAndDepth) {
     Names expected;
   };
   const Row rows[] = {{"*.*", true, kAll},
-                      {"*", true, kAll},
                       {"*.*", false, {"a.txt", "b.dat", "z.txt"}},
                       {"*.TXT", true, {"a.txt", "z.txt"}},  // "sub" does not match, so it is not entered
                       {"*.none", true, {}}};
@@ -146,13 +146,6 @@ TEST_F(DirectoryWalkerTest, StoppedStaysStoppedAndFailuresKeepTheFlags) {
   EXPECT_EQ(seen, (Names{"a.txt", "b.dat", "sub\\c.txt"}));
   WalkRoot(walker);
   EXPECT_EQ(seen.size(), 3u);
-
-  DirectoryWalker stoppedFirst;
-  Names none;
-  stoppedFirst.AddHandler(Recorder(none));
-  stoppedFirst.Stop();
-  WalkRoot(stoppedFirst);
-  EXPECT_TRUE(none.empty());
 
   // A handler added while walking is called from the next walk on.
   DirectoryWalker growing;

@@ -106,8 +106,7 @@ TYPED_TEST(PathTest, NormalisesAndClassifies) {
   const Row rows[] = {{"C:/dir//", "C:\\dir", false, true, true}, {"c:\\", "c:", false, true, true},
                       {"C:x", "C:x", false, true, true},          {"//srv/share/", "\\\\srv\\share", true, false, true},
                       {"\\dir\\", "\\dir", false, false, true},   {"\\", "", false, false, false},
-                      {"a/b\\c", "a\\b\\c", false, false, false}, {"ab:c", "ab:c", false, false, false},
-                      {"x:y:z", "x:y:z", false, true, true}};
+                      {"a/b\\c", "a\\b\\c", false, false, false}, {"ab:c", "ab:c", false, false, false}};
   for (const Row& row : rows) {
     SCOPED_TRACE(row.input);
     const TypeParam p(this->T(row.input));
@@ -175,13 +174,9 @@ TYPED_TEST(PathTest, DotDirectoriesComparisonsAndStreams) {
   for (const auto& [text, expected] : dots) EXPECT_EQ(TypeParam::IsDotDirectory(this->T(text)), expected) << text;
 
   const TypeParam a(this->T("a")), ab(this->T("ab")), upperB(this->T("B")), a2(this->T("a"));
-  EXPECT_TRUE(a < ab);
-  EXPECT_FALSE(ab < a);
+  EXPECT_TRUE(a < ab && !(ab < a) && a < this->T("b"));
   EXPECT_TRUE(upperB < a);  // by byte, not by letter
-  EXPECT_TRUE(a == a2);
-  EXPECT_TRUE(a != ab);
-  EXPECT_TRUE(a == this->T("a"));
-  EXPECT_TRUE(a < this->T("b"));
+  EXPECT_TRUE(a == a2 && a == this->T("a") && a != ab);
   TypeParam mixed(this->T("C:\\Dir\\\xC9X"));  // beyond ASCII nothing folds
   mixed.ToLowerCase();
   EXPECT_EQ(mixed.FullPath(), this->T("c:\\dir\\\xC9x"));
