@@ -7,9 +7,6 @@
 // Rows and notes on stdout as in NewPath_bench; progress on stderr.
 #include "win32.h"
 
-#include <fcntl.h>
-#include <io.h>
-
 #include <cstdint>
 #include <cstdio>
 #include <functional>
@@ -18,6 +15,7 @@
 #include <vector>
 
 #include "BenchClock.h"
+#include "BenchMain.h"
 #include "ORVCFile.h"
 #include "ORVCFileBuffer.h"
 #include "ORVFileException.h"
@@ -132,15 +130,4 @@ int Run() {
 
 }  // namespace
 
-int main() {
-  // Rows end in "\n", not "\r\n".
-  _setmode(_fileno(stdout), _O_BINARY);
-  try {
-    return Run();
-  } catch (const std::exception& e) {
-    std::fprintf(stderr, "CFile_bench: %s\n", e.what());
-  } catch (const ORVFile::FileException& e) {
-    std::fprintf(stderr, "CFile_bench: %ls\n", e.What().c_str());
-  }
-  return 1;
-}
+int main() { return BenchMain("CFile_bench", Run); }

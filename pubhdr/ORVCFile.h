@@ -38,9 +38,10 @@
 // system leaves pending is waited for, and the end of the file reads as 0
 // bytes, as without overlapped mode.
 //
-// Failures: every failed call ends in Throw(Action), which signals the
-// overlapped event (so that nobody stays blocked on it) and raises, with %1
-// the path, the Win32 error recorded and the source file "ORVCFile.cpp":
+// Failures: every failed call ends in Throw(Action), which reads the thread's
+// last error first, then signals the overlapped event (so that nobody stays
+// blocked on it) and raises, with %1 the path, that error recorded and the
+// source file "ORVCFile.cpp":
 //   OpenRead / OpenWrite  1 / 2   SharingViolationException (32),
 //                                 FileAccessDeniedException (5), else
 //                                 FileCannotOpenException
@@ -187,7 +188,8 @@ class CFileT : public CFileBase {
   virtual T Open(OpenMode mode);
   /// Writes out the queue, then closes; position and size keep their values.
   virtual void Close();
-  /// Close, then removes the file if it is there; a missing file is no failure.
+  /// Close, then removes the file (_unlink) when the legacy Path class finds
+  /// one there; a missing file is no failure.
   virtual void Delete();
   virtual T Tell();
   virtual bool EndOfFile();

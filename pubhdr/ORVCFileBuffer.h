@@ -23,7 +23,8 @@
 //   ICFileBuffer: vPut and vSeekP "ICFileBuffer::SeekP: Not implemented!",
 //     vTellP "PCFileBuffer::TellP : Not implemented!", "ICFileBuffer::Clear :
 //     Not implemented!", "...::ClearMemory : ...", "...::ClearEnd : ..."
-// One thread at a time, as for the handle.
+// Both derive from CFileAdapter, which holds what they share. One thread at a
+// time, as for the handle.
 #pragma once
 
 #include <cstdint>
@@ -34,13 +35,36 @@
 
 namespace ORVFile {
 
-class ORVFILE_API OCFileBuffer : public ORV::BinaryStreamBuf {
+/// What the two file adapters share: the borrowed handle, and the operations
+/// that are the same on either side. Not used on its own.
+class ORVFILE_API CFileAdapter : public ORV::BinaryStreamBuf {
  public:
-  explicit OCFileBuffer(CFile& file);
-  ~OCFileBuffer() override;
+  ~CFileAdapter() override;
 
   void SetCFile(CFile& file);
   CFile& GetCFile() const;
+
+  /// The handle's Flush.
+  void vFlush() override;
+  /// To the end and back: the position stays where it was.
+  std::uint32_t vSize() override;
+  /// The handle's EndOfFile.
+  bool vEndOfFile() override;
+
+ protected:
+  CFileAdapter(unsigned char capabilities, CFile& file);
+  std::uint32_t Tell();
+  /// A negative offset made absolute, or the seek error.
+  std::uint32_t Seek(std::int32_t offset, Direction direction);
+
+ private:
+  CFile* m_file;
+};
+
+class ORVFILE_API OCFileBuffer : public CFileAdapter {
+ public:
+  explicit OCFileBuffer(CFile& file);
+  ~OCFileBuffer() override;
 
   /// The handle's Write; returns its result.
   std::uint32_t vPut(const void* data, std::uint32_t count) override;
@@ -49,24 +73,15 @@ class ORVFILE_API OCFileBuffer : public ORV::BinaryStreamBuf {
   std::uint32_t vGet(void* dest, std::uint32_t count) override;
   std::uint32_t vTellG() override;
   std::uint32_t vSeekG(std::int32_t offset, Direction direction) override;
-  void vFlush() override;
   void vClear() override;
   void vClearMemory() override;
   void vClearEnd() override;
-  std::uint32_t vSize() override;
-  bool vEndOfFile() override;
-
- private:
-  CFile* m_file;
 };
 
-class ORVFILE_API ICFileBuffer : public ORV::BinaryStreamBuf {
+class ORVFILE_API ICFileBuffer : public CFileAdapter {
  public:
   explicit ICFileBuffer(CFile& file);
   ~ICFileBuffer() override;
-
-  void SetCFile(CFile& file);
-  CFile& GetCFile() const;
 
   std::uint32_t vPut(const void* data, std::uint32_t count) override;
   std::uint32_t vTellP() override;
@@ -75,15 +90,9 @@ class ORVFILE_API ICFileBuffer : public ORV::BinaryStreamBuf {
   std::uint32_t vGet(void* dest, std::uint32_t count) override;
   std::uint32_t vTellG() override;
   std::uint32_t vSeekG(std::int32_t offset, Direction direction) override;
-  void vFlush() override;
   void vClear() override;
   void vClearMemory() override;
   void vClearEnd() override;
-  std::uint32_t vSize() override;
-  bool vEndOfFile() override;
-
- private:
-  CFile* m_file;
 };
 
 }  // namespace ORVFile

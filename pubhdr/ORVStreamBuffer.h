@@ -12,7 +12,8 @@
 // failed. vFlush does nothing: the stream is flushed by its owner.
 //
 // Built from a reference the adapter borrows the stream; built from
-// (pointer, true) it owns it and deletes it when it goes. One thread at a time.
+// (pointer, true) it owns it and deletes it when it goes. Both derive from
+// StreamAdapter, which holds what they share. One thread at a time.
 //
 // The other operations throw NotImplemented (a std::exception), with these
 // texts exactly, slips included:
@@ -25,6 +26,7 @@
 #pragma once
 
 #include <cstdint>
+#include <ios>
 #include <istream>
 #include <ostream>
 
@@ -33,7 +35,34 @@
 
 namespace ORVFile {
 
-class ORVFILE_API OStreamBuffer : public ORV::BinaryStreamBuf {
+/// What the two stream adapters share: the stream (owned or borrowed), the
+/// side they use, and the operations that are the same on either side. Not
+/// used on its own.
+class ORVFILE_API StreamAdapter : public ORV::BinaryStreamBuf {
+ public:
+  /// Deletes the stream when it owns it.
+  ~StreamAdapter() override;
+
+  /// Nothing: the stream is flushed by its owner.
+  void vFlush() override;
+  /// To the end and back; 0xFFFFFFFF on a failed stream.
+  std::uint32_t vSize() override;
+  /// The stream's end-of-file bit.
+  bool vEndOfFile() override;
+
+ protected:
+  /// side: std::ios_base::out or std::ios_base::in.
+  StreamAdapter(unsigned char capabilities, std::ios* stream, bool owns, std::ios_base::openmode side);
+  std::uint32_t Tell();
+  std::uint32_t Seek(std::int32_t offset, Direction direction);
+
+ private:
+  bool m_owns;
+  std::ios* m_stream;
+  std::ios_base::openmode m_side;
+};
+
+class ORVFILE_API OStreamBuffer : public StreamAdapter {
  public:
   explicit OStreamBuffer(std::ostream& stream);
   OStreamBuffer(std::ostream* stream, bool owns);
@@ -45,19 +74,15 @@ class ORVFILE_API OStreamBuffer : public ORV::BinaryStreamBuf {
   std::uint32_t vGet(void* dest, std::uint32_t count) override;
   std::uint32_t vTellG() override;
   std::uint32_t vSeekG(std::int32_t offset, Direction direction) override;
-  void vFlush() override;
   void vClear() override;
   void vClearMemory() override;
   void vClearEnd() override;
-  std::uint32_t vSize() override;
-  bool vEndOfFile() override;
 
  private:
-  bool m_owns;
-  std::ostream* m_stream;
+  std::ostream* m_out;
 };
 
-class ORVFILE_API IStreamBuffer : public ORV::BinaryStreamBuf {
+class ORVFILE_API IStreamBuffer : public StreamAdapter {
  public:
   explicit IStreamBuffer(std::istream& stream);
   IStreamBuffer(std::istream* stream, bool owns);
@@ -70,16 +95,12 @@ class ORVFILE_API IStreamBuffer : public ORV::BinaryStreamBuf {
   std::uint32_t vGet(void* dest, std::uint32_t count) override;
   std::uint32_t vTellG() override;
   std::uint32_t vSeekG(std::int32_t offset, Direction direction) override;
-  void vFlush() override;
   void vClear() override;
   void vClearMemory() override;
   void vClearEnd() override;
-  std::uint32_t vSize() override;
-  bool vEndOfFile() override;
 
  private:
-  bool m_owns;
-  std::istream* m_stream;
+  std::istream* m_in;
 };
 
 }  // namespace ORVFile
