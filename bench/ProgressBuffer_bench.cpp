@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "BenchClock.h"
+#include "BenchMain.h"
 #include "ORVBinaryStreamMemory.h"
 #include "ORVProgressBuffer.h"
 
@@ -76,9 +77,7 @@ Figure Measure(BinaryStreamMemory& memory, std::vector<unsigned char>& block, st
   return {kRounds * double{kBytes} / Median(library), kRounds * double{kBytes} / Median(peer)};
 }
 
-}  // namespace
-
-int main() {
+int Run() {
   std::vector<unsigned char> block(65536);
   for (std::size_t i = 0; i < block.size(); ++i) block[i] = static_cast<unsigned char>(i * 31);
   BinaryStreamMemory memory;
@@ -102,3 +101,7 @@ int main() {
   }
   return 0;
 }
+
+}  // namespace
+
+int main() { return BenchMain("ProgressBuffer_bench", Run); }
