@@ -69,8 +69,9 @@ class ORVFILE_API BasePath {
     BP_ADD_MISSING_EXTENSION = 2,
   };
 
-  /// The cache's word for "not known, or the path does not exist".
-  static constexpr unsigned long BP_UNKNOWN_STAT = 0xFFFFFFFFul;
+  // The cache's word for "not known, or the path does not exist". An
+  // enumerator, not a static member: it needs no definition in the library.
+  enum : unsigned long { BP_UNKNOWN_STAT = 0xFFFFFFFFul };
 
   static char DefaultPathSeparator();
 

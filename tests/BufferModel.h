@@ -60,6 +60,7 @@ struct Model {
   virtual void vClearEnd() = 0;
   // The base library's default copies, over vGet.
   virtual std::uint32_t CopyW(std::wstring& out, std::uint32_t n) {
+    if (n == 0) return 0;
     std::uint8_t b[64];
     std::uint32_t got = vGet(b, n);
     if (got % 2 != 0 && got < n) got += vGet(b + got, 1);
@@ -68,7 +69,7 @@ struct Model {
   }
   virtual std::uint32_t CopyInto(Model& dest, std::uint32_t n) {
     const Bytes bytes = CopyBytes(n);
-    if (dest.vPut(bytes.data(), U32(bytes.size())) < bytes.size()) Refuse("short put");
+    if (dest.vPut(bytes.data(), U32(bytes.size())) < bytes.size()) Refuse("ORV::Exception");  // what SafePut throws
     return U32(bytes.size());
   }
   /// What the real buffer shows beyond positions and sizes (its bytes, its chunks, ...).
@@ -264,8 +265,8 @@ class Driver {
       return std::to_string(f());
     } catch (const std::exception& e) {
       return std::string("threw ") + e.what();
-    } catch (const ORV::BaseException&) {
-      return "threw short put";
+    } catch (const ORV::BaseException& e) {
+      return "threw " + std::string(e.TypeName().begin(), e.TypeName().end());
     }
   }
   // Size, get and put positions, end of file and look-ahead count.
@@ -278,6 +279,7 @@ class Driver {
 
   std::mt19937 rng_;
   std::uint32_t seed_;
+  std::string results_[2];            // of the last step: real, model
   ORVFile::MemoryBuffer realMem_{5};  // copy destinations: one that takes everything,
   MemModel modelMem_{5};
   Bytes block_ = Bytes(24);  // and one that fills up
@@ -301,7 +303,8 @@ inline void Driver::Run(int ops, int episode, const std::function<Pair(Driver&)>
     const std::string real = State(*p.real, p.real->LookAheadCount()) + " " + p.extra();
     const std::string expected = State(*p.model, p.model->store.size()) + " " + p.model->Extra();
     if (!same || real != expected) {
-      ADD_FAILURE() << "seed " << seed_ << " step " << step << " " << op << (same ? "" : ": results differ")
+      ADD_FAILURE() << "seed " << seed_ << " step " << step << " " << op
+                    << (same ? "" : ": results differ, " + results_[0] + " against " + results_[1])
                     << "\n real:  " << Shown(real) << "\n model: " << Shown(expected);
       return;
     }
@@ -319,7 +322,8 @@ inline bool Driver::Step(Pair& p, std::string& op) {
   const Dir dir = static_cast<Dir>(Below(10) == 0 ? 3 : Below(3));
   const Bytes data = Random(n);
   std::uint8_t got[64] = {}, want[64] = {};
-  std::string r, e;
+  std::string& r = results_[0];
+  std::string& e = results_[1];
   const auto both = [&](const char* name, auto&& onReal, auto&& onModel) {
     op = std::string(name) + " n " + std::to_string(n) + " offset " + std::to_string(off) + " direction " +
          std::to_string(dir);
