@@ -60,6 +60,31 @@ class SeamGuard {
   ORVFile::detail::FileCalls m_saved;
 };
 
+/// Counts, in its scope, the handles opened through the table (files and
+/// mappings) and those closed, so that a test can see none was left open.
+class HandleCount : public SeamGuard {
+ public:
+  HandleCount() {
+    opened = closed = 0;
+    Calls().CreateFileA = [](LPCSTR path, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES security, DWORD disposition,
+                             DWORD flags, HANDLE model) {
+      return Opened(::CreateFileA(path, access, share, security, disposition, flags, model));
+    };
+    Calls().CreateFileMappingW = [](HANDLE file, LPSECURITY_ATTRIBUTES security, DWORD protection, DWORD high,
+                                    DWORD low, LPCWSTR name) {
+      return Opened(::CreateFileMappingW(file, security, protection, high, low, name));
+    };
+    Calls().CloseHandle = [](HANDLE handle) { return ++closed, ::CloseHandle(handle); };
+  }
+  static inline int opened = 0, closed = 0;
+
+ private:
+  static HANDLE Opened(HANDLE handle) {
+    opened += handle != nullptr && handle != INVALID_HANDLE_VALUE;
+    return handle;
+  }
+};
+
 /// The error the failing fakes below report.
 inline DWORD g_fakeError = 0;
 
