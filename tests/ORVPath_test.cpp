@@ -326,6 +326,13 @@ TYPED_TEST(PathTest, CopiesMovesAndRenames) {
   this->template ExpectThrows<ORVFile::FileCannotMoveException>(
       [&] { TypeParam::Move(this->N("moved"), this->N("other")); }, 7, ERROR_ALREADY_EXISTS, this->N("moved"));
 
+  {
+    const ORV::Handle held = Hold(this->W("other"));
+    this->template ExpectThrows<ORVFile::FileCannotMoveException>(
+        [&] { TypeParam::Rename(this->N("other"), this->N("x")); }, 7, ERROR_SHARING_VIOLATION, this->N("other"));
+  }
+  EXPECT_TRUE(Exists(this->W("other")));
+
   TypeParam renamed(this->N("moved"));
   renamed.Rename(this->N("renamed"));
   EXPECT_EQ(renamed.FullPath(), this->N("renamed"));
