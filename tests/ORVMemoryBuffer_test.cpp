@@ -127,7 +127,8 @@ TEST(SubBinaryStreamBuf, AgreesWithItsModelOverAMillionOperations) {
   });
 }
 
-// Hand-worked cases: they pin the rules the models were written from.
+// Hand-worked cases: they pin the rules the models were written from, where
+// a misreading would be shared by model and code.
 TEST(MemoryBuffers, WorkedCases) {
   struct Row {
     const char* what;
@@ -160,13 +161,13 @@ TEST(MemoryBuffers, WorkedCases) {
          return std::to_string(b.ChunkSize()) + " " + std::to_string(b.Capacity());
        },
        "1024 2048"},
-      {"SeekP past the end of an empty buffer fills with zeros",
+      {"SeekP(100) on an empty buffer puts 100 zeros",
        [&] {
          MemoryBuffer b(7);
-         b.vSeekP(12, Dir::Begin);
-         return state(b) + " " + text(b);
+         b.vSeekP(100, Dir::Begin);
+         return state(b) + (text(b) == std::string(100, '0') ? " zeros" : " not zeros");
        },
-       "12/0/12 000000000000"},
+       "100/0/100 zeros"},
       {"SeekP past the end writes its zeros at the put position",
        [&] {
          MemoryBuffer b(kData, 6, 4);
@@ -183,13 +184,6 @@ TEST(MemoryBuffers, WorkedCases) {
          return state(b) + " " + std::to_string(b.Capacity());
        },
        "0/0/0 0"},
-      {"ClearEnd keeps the chunks that hold the put position and leaves the get position",
-       [&] {
-         MemoryBuffer b(kData, 10, 3);
-         b.vSeekG(9, Dir::Begin), b.vSeekP(4, Dir::Begin), b.vClearEnd();
-         return state(b) + " " + std::to_string(b.Capacity()) + " " + std::to_string(b.vEndOfFile());
-       },
-       "4/9/4 6 1"},
       {"SeekG(10, End) clamps on a MemoryBuffer, counts back on a StaticMemoryBuffer",
        [] {
          char block[50] = {};
@@ -206,14 +200,6 @@ TEST(MemoryBuffers, WorkedCases) {
          return std::to_string(taken) + " " + block;
        },
        "8 abcdefgh"},
-      {"a const StaticMemoryBuffer reads and seeks its get position",
-       [&] {
-         StaticMemoryBuffer b(static_cast<const void*>(kData), 10);
-         char got[4] = {};
-         b.vSeekG(-3, Dir::Current), b.vSeekG(3, Dir::End), b.vGet(got, 3);
-         return std::string(got) + " " + std::to_string(b.vTellG()) + " " + std::to_string(b.IsConst());
-       },
-       "hij 10 1"},
       {"the UTF-16 copy reads from twice the get position and never past the block",
        [&] {
          StaticMemoryBuffer b(static_cast<const void*>("aAbBcCdDe"), 9);
@@ -224,20 +210,6 @@ TEST(MemoryBuffers, WorkedCases) {
                 std::to_string(b.vTellG());
        },
        "aAbB cCdD [] 3 9"},
-      {"a window 10..20 keeps its positions inside",
-       [] {
-         MemoryBuffer under(nullptr, 0, 7);
-         under.vPut(nullptr, 30);
-         SubBinaryStreamBuf w(10, 20, under);
-         std::string out;
-         const std::pair<int, Dir> seeks[] = {{3, Dir::Begin}, {3, Dir::End}, {-50, Dir::Current}, {50, Dir::Begin}};
-         for (auto [off, dir] : seeks) {
-           out += std::to_string(w.vSeekG(off, dir));
-           out += "@" + std::to_string(under.vTellG()) + " ";
-         }
-         return out + std::to_string(w.vSize());
-       },
-       "3@13 7@17 0@10 10@20 10"},
   };
   for (const Row& row : rows) EXPECT_EQ(row.run(), row.expected) << row.what;
 }
