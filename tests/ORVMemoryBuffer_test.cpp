@@ -12,7 +12,10 @@
 #include <vector>
 
 #include "BufferModel.h"
+#include "ORVCFile.h"
+#include "ORVCFileBuffer.h"
 #include "ORVFastVector.h"
+#include "ORVFileTestSupport.h"
 #include "ORVMemoryBuffer.h"
 #include "ORVStaticMemoryBuffer.h"
 #include "ORVSubBinaryStreamBuf.h"
@@ -212,6 +215,35 @@ TEST(MemoryBuffers, WorkedCases) {
        "aAbB cCdD [] 3 9"},
   };
   for (const Row& row : rows) EXPECT_EQ(row.run(), row.expected) << row.what;
+}
+
+// A file adapter that notes the largest piece it is given.
+struct PieceSpy : ORVFile::OCFileBuffer {
+  using OCFileBuffer::OCFileBuffer;
+  std::uint32_t vPut(const void* data, std::uint32_t count) override {
+    largest = std::max(largest, count);
+    return OCFileBuffer::vPut(data, count);
+  }
+  std::uint32_t largest = 0;
+};
+
+using FileCopies = orvtest::TempDirTest;
+
+TEST_F(FileCopies, ReachAFileAdapterInPiecesOf32KiBAtMost) {
+  Driver d(7);
+  const Bytes data = d.Random(100000);
+  MemoryBuffer chunked(data.data(), 100000, 65536);
+  StaticMemoryBuffer fixed(static_cast<const void*>(data.data()), 100000);
+  for (BinaryStreamBuf* source : {static_cast<BinaryStreamBuf*>(&chunked), static_cast<BinaryStreamBuf*>(&fixed)}) {
+    ORVFile::CFile file(P("copy.bin"));
+    file.Open(ORVFile::OpenMode::CreateReadWrite);
+    PieceSpy out(file);
+    EXPECT_EQ(source->Copy(out), 100000u);
+    EXPECT_EQ(out.largest, 32768u);
+    file.Close();
+    EXPECT_EQ(Got("copy.bin"), std::string(data.begin(), data.end()));
+  }
+  Remove("copy.bin");
 }
 
 TEST(FastVector, GrowsByTheFamilyRuleAndKeepsItsValues) {
