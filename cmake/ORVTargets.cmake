@@ -47,3 +47,16 @@ function(orv_add_test name)
   add_test(NAME ${name} COMMAND ${name})
   set_tests_properties(${name} PROPERTIES FIXTURES_REQUIRED wine)
 endfunction()
+
+# Boost.Regex, header-only (BOOST_REGEX_STANDALONE: it needs nothing else of
+# Boost). The cross compiler sees a directory that holds only a link to
+# Debian's boost headers, never the rest of /usr/include.
+function(orv_use_boost_regex target)
+  set(dir ${CMAKE_BINARY_DIR}/boost-include)
+  if(NOT EXISTS ${dir}/boost)
+    file(MAKE_DIRECTORY ${dir})
+    file(CREATE_LINK /usr/include/boost ${dir}/boost SYMBOLIC)
+  endif()
+  target_include_directories(${target} SYSTEM PRIVATE ${dir})
+  target_compile_definitions(${target} PRIVATE BOOST_REGEX_STANDALONE)
+endfunction()

@@ -52,6 +52,28 @@ TEST(Charset, AnsiCodePageNeverBestFits) {
   EXPECT_EQ(ConvertToWide(ConvertFromWide(ascii, ORV::CHARSET_ANSI), ORV::CHARSET_ANSI), ascii);
 }
 
+TEST(Charset, ConvertToWideFromInstalledCodePages) {
+  struct Row {
+    std::string text;
+    unsigned int codePage;
+    std::wstring expected;
+  };
+  const Row rows[] = {
+      {"\x80 \xE9", 1252, L"\x20AC \x00E9"},
+      {"\x82\x9C", 437, L"\x00E9\x00A3"},
+      {"\xC0\xF0", 1251, L"\x0410\x0440"},
+      {"", 850, L""},
+  };
+  for (std::size_t i = 0; i < std::size(rows); ++i) {
+    SCOPED_TRACE(::testing::Message() << "row " << i);
+    EXPECT_EQ(ConvertToWide(rows[i].text, static_cast<CHARSET>(rows[i].codePage)), rows[i].expected);
+  }
+  // Not installed, or UTF-16, which MultiByteToWideChar does not take: refused even when empty.
+  EXPECT_THROW(ConvertToWide("", static_cast<CHARSET>(12345)), ORV::Exception);
+  EXPECT_THROW(ConvertToWide("ab", ORV::CHARSET_UTF16), ORV::Exception);
+  EXPECT_THROW(ConvertToWide("ab", static_cast<CHARSET>(1252), static_cast<CHARSET>(1252)), ORV::Exception);
+}
+
 TEST(Charset, RefusesOtherPairs) {
   EXPECT_THROW(ConvertFromWide(L"x", ORV::CHARSET_UTF16), ORV::Exception);
   EXPECT_THROW(ConvertFromWide(L"x", ORV::CHARSET_UTF8, ORV::CHARSET_UTF8), ORV::Exception);

@@ -55,4 +55,9 @@ class SmartPtr {
   T* m_object = nullptr;
 };
 
+/// A shared handle that may only read its object (T's AddRef and Release
+/// must be const, as RefCounted's are): SmartPtrToConst<Config> defaults.
+template <class T>
+using SmartPtrToConst = SmartPtr<const T>;
+
 }  // namespace ORV

@@ -7,7 +7,10 @@
 //   CHARSET_ISO_8859_1  each byte is the unit of the same value ("\xE9" -> U+00E9), done here, exactly
 //   CHARSET_UTF8        by MultiByteToWideChar; an invalid sequence becomes U+FFFD
 //   CHARSET_ANSI        the process's ANSI code page, by MultiByteToWideChar
-// Any other pair throws ORV::Exception naming the two values. The functions
+//   any other value     a code page the system has installed (IsValidCodePage), by
+//                       MultiByteToWideChar: "\x80" in 1252 is U+20AC, "\x82" in 437 U+00E9
+// Anything else (a target other than CHARSET_UTF16, a code page not installed)
+// throws ORV::Exception naming the two values. The functions
 // keep no state: call them from any thread.
 //
 // ConvertFromWide goes the other way, from the 16-bit form to a byte set:

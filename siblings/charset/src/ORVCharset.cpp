@@ -32,6 +32,10 @@ std::wstring CodePageToWide(const std::string& text, unsigned int codePage, CHAR
   return result;
 }
 
+// 1201 is refused although it names a code page: to Windows it is UTF-16
+// big-endian, which MultiByteToWideChar does not convert.
+bool IsInstalledCodePageWrp(CHARSET set) { return set != CHARSET_UTF16 && ::IsValidCodePage(set); }
+
 std::string WideToLatin1(const std::wstring& text) {
   std::string result(text.size(), '\0');
   for (std::size_t i = 0; i < text.size(); ++i) result[i] = text[i] <= 0xFF ? static_cast<char>(text[i]) : '?';
@@ -70,7 +74,8 @@ std::wstring ConvertToWide(const std::string& text, CHARSET from, CHARSET to) {
     case CHARSET_ANSI:
       return CodePageToWide(text, CP_ACP, from);
     default:
-      ThrowUnsupported(from, to);
+      if (!IsInstalledCodePageWrp(from)) ThrowUnsupported(from, to);
+      return CodePageToWide(text, from, from);
   }
 }
 

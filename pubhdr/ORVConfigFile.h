@@ -1,0 +1,130 @@
+// ConfigFile: the core library's settings store (Config, see ORVConfig.h)
+// with a persistent form, an INI-style text file of one byte per character:
+//
+//   ; comments start with ";" as the first character that is not a blank
+//   [Network]
+//     port   = 80
+//   path = c:\data          <- a key repeated on further lines makes one value
+//   path = d:\backup           of several lines: "c:\data\nd:\backup"
+//
+// Each line is matched as a whole (regex_match, Boost.Regex) against three
+// expressions, compiled once when the library loads:
+//   section          "[[:blank:]]*\[(.+)\][[:blank:]]*$"
+//   key = value
+//   "[[:blank:]]*([A-Za-z0-9_.]+)[[:blank:]]*=[[:blank:]]*([^[:blank:]]+(?:[[:blank:]]+[^[:blank:]]+)*|$)[[:blank:]]*$"
+//   blank, comment   "[[:blank:]]*$|[[:blank:]]*;.*$"
+// "[[:blank:]]" is exactly space and tab: Boost's own class follows the
+// user's locale and takes U+00A0 and U+3000 too, so the library compiles the
+// expressions with traits of its own. Consequences: a section name is what
+// lies between the first "[" and the last "]" ("[a [b] ]" names "a [b] ");
+// keys are ASCII letters, digits, "_" and "." ("my-key = 1" is invalid); a
+// value loses its outer blanks and keeps inner ones, ";" included; "#" does
+// not start a comment. Lines end at "\n" or "\r" (so "\r\n" too) and empty
+// lines are dropped before the grammar sees them. A file is read byte for
+// byte, each byte one unit: no byte-order mark, no UTF-8 decoding.
+//
+// Loading raises Config::InvalidConfigException (message 14 of "ORVFile")
+// when a section comes twice (case-insensitively) or a line matches no
+// expression, a key line before the first section included; it raises
+// Config::CannotOpenSourceException (message 0, %1 the path, the Win32 error
+// recorded) when the file can neither be read nor created. A load that fails
+// builds nothing.
+//
+// Saving (Save) keeps the layout of the file it writes over: the order of
+// sections and keys, comments, the text in front of a changed key's "=";
+// deleted keys and sections go (comment lines inside a deleted section stay),
+// new keys come at the end of their section, new sections at the end of the
+// file after one empty line, and every kept section header after exactly one
+// empty line. A value of several lines is written as its key repeated, empty
+// lines of it dropped. Line ends are CR LF. Defaults (Config::FindDefaults)
+// are not written.
+//
+// Decisions of this library on what the format leaves open:
+//   - A missing file is created empty, never truncated: an existing file
+//     that merely cannot be read is left alone and reported.
+//   - Save writes a temporary file in the target's directory and moves it
+//     over the target, so a failed save (open, write, disk full, read-only
+//     target) raises CannotOpenSourceException and leaves the old file as it
+//     was. The new file has the attributes and security of a new file.
+//   - Save refuses, with InvalidConfigException and before touching the
+//     file, a store that the grammar could not read back: a key outside
+//     [A-Za-z0-9_.], an empty section name, a section name with "\r" or "\n".
+//   - Save with merge reads the file there first; when that file does not
+//     follow the grammar it raises InvalidConfigException and writes nothing.
+//   - A unit above U+00FF (only a buffer loaded as UTF-8 or UTF-16, or the
+//     application, can bring one) is written as "?".
+//   - Loaded values carry flag false; the store's reference copy is taken
+//     after each load and each save, so IsModified tells whether to save.
+//
+// Ownership and threads: a value like Config; the file is open only inside a
+// call. One thread at a time per object.
+#pragma once
+
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "ORVBinaryStreamBuf.h"
+#include "ORVCharset.h"
+#include "ORVConfig.h"
+#include "ORVFileDefs.h"
+
+namespace ORVFile {
+
+class ORVFILE_API ConfigFile : public ORV::Config {
+ public:
+  /// An empty store with no path.
+  ConfigFile();
+  /// Loads path (creating it empty when missing), then installs the
+  /// defaults' values under the loaded ones.
+  explicit ConfigFile(const std::string& path, ORV::SmartPtrToConst<ORV::Config> defaults = nullptr);
+  /// Loads the whole of source: with CHARSET_UTF16 the units from the read
+  /// position on, as they stand (little-endian); with any other set the bytes
+  /// from the start, converted by ORV::ConvertToWide (an unknown set raises
+  /// its ORV::Exception). The path stays empty.
+  ConfigFile(ORV::BinaryStreamBuf& source, const ORV::CHARSET& charset);
+  /// The store, values, defaults and reference copy; no path.
+  explicit ConfigFile(const ORV::Config& other);
+  ConfigFile(const ConfigFile& other);
+  /// Strong guarantee.
+  ConfigFile& operator=(const ConfigFile& other);
+  ~ConfigFile() override;
+
+  /// The file this store was loaded from; empty when it came from elsewhere.
+  const std::string& Path() const;
+
+  /// Writes the store to path as described above. With merge and an existing
+  /// file there, the file's values are read first, this store's defaults
+  /// installed under them and this store merged over them (Config::Merge),
+  /// so keys that only the file has survive. On success the reference copy
+  /// is taken.
+  void Save(const std::string& path, bool merge) override;
+
+ private:
+  using Lines = std::vector<std::wstring>;
+  /// Lines read: views into the text they were cut from, which outlives them.
+  using LineViews = std::vector<std::wstring_view>;
+
+  /// text: the file's content, each byte one unit; lines: its lines.
+  void LoadFileInVector(const std::string& path, std::wstring& text, LineViews& lines) const;
+  void LoadWStringInVector(const std::wstring& text, LineViews& lines) const;
+  void LoadFromVector(const LineViews& lines, Map& values) const;
+  Map LoadText(const std::wstring& text) const;
+  Map LoadFile(const std::string& path) const;
+  /// Views into a store's values, in its order: what a save has to write.
+  using KeyViews = std::map<std::wstring_view, const std::wstring*, ORV::WNoCase>;
+  using SectionViews = std::map<std::wstring_view, KeyViews, ORV::WNoCase>;
+
+  /// The file at path, loaded, with this store's defaults and values over it.
+  Config MergedWithFile(const std::string& path) const;
+  static SectionViews WrittenValues(const Config& store);
+  /// values: a copy of the values to write, used up by the merge.
+  void SaveToFile(const std::string& path, SectionViews values) const;
+  void OutputValues(SectionViews::const_iterator section, Lines& lines) const;
+  void SaveVectorInFile(const std::string& path, const Lines& lines) const;
+
+  std::string m_path;
+};
+
+}  // namespace ORVFile

@@ -1,0 +1,170 @@
+// Config: an application's settings store in memory. Named sections hold
+// named keys, each with a text value and a flag that tells a default from a
+// value of the application's own:
+//
+//   section  ->  key  ->  (value, isDefault)
+//
+// Section and key names are compared case-insensitively (WNoCase): "[Main]"
+// and "[MAIN]" are one section, and a name keeps the spelling it was first
+// stored with. Maps iterate in WNoCase order. A persistent form derives from
+// this class and overrides Save (ORVFile's ConfigFile writes INI files).
+//
+// How the operations treat defaults, as users of a settings store expect:
+//   - Defaults lie under values. LoadDefault installs defaults; a key that
+//     already holds a value of its own keeps it, a key without one shows the
+//     default (flag true). A later LoadDefault replaces earlier defaults.
+//   - SetValue always stores a value of the application's own (flag false),
+//     also when it equals the default: a value the user pinned survives a
+//     change of the defaults in a later version.
+//   - RemoveKey and RemoveSection remove values of the application's own;
+//     what had a default shows the default again.
+//   - Merge lays another map over this one: its own values overwrite, its
+//     defaults only fill keys that hold nothing yet (a default never
+//     overwrites a value), and its sections are created, empty ones included.
+//   - FindDefaults lists the keys of a section that show a default. A saving
+//     class leaves them out of its file, so that loading the file again with
+//     the same defaults gives back this very store. A section that holds only
+//     defaults is therefore not written either; a section with no keys at all
+//     is written, empty.
+// Stored values never hold "\r": SetValue, LoadDefault and Merge turn "\r\n"
+// and a lone "\r" into "\n", the separator of a value of several lines.
+//
+// The store also keeps a reference copy of its values (SetReference, taken by
+// a loader after loading and after each save): IsModified tells whether the
+// values have changed since.
+//
+// Ownership: a value type. A copy, and the reference copy, share the values
+// with the original until one of them changes (copy on write), so copying
+// and taking the reference cost nothing; the first change after either
+// copies the map once. Objects may also be shared through SmartPtr (the count
+// is RefCounted's, interlocked): a loader takes its defaults as
+// SmartPtrToConst<Config>. Not locked: one thread at a time may change a
+// store; const calls from several threads at once are safe, and so are
+// copies used on different threads.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "ORVBaseException.h"
+#include "ORVCoreDefs.h"
+#include "ORVRefCount.h"
+#include "ORVSmartPtr.h"
+#include "ORVWNoCase.h"
+
+namespace ORV {
+
+class ORV_CORE_API Config : public RefCounted {
+ public:
+  /// The text and whether it is a default.
+  using Value = std::pair<std::wstring, bool>;
+  using Keys = std::map<std::wstring, Value, WNoCase>;
+  using Map = std::map<std::wstring, Keys, WNoCase>;
+
+  /// The root of the store's failures. As in the FileException family, a
+  /// copy (copy constructor, Copy, Throw) keeps only the message text; an
+  /// assignment carries the text, the type name and the shared MessageInfo.
+  class ORV_CORE_API ConfigException : public Exception {
+   public:
+    static const char* ClassName() noexcept { return "ConfigException"; }
+
+    explicit ConfigException(const std::wstring& text);
+    ConfigException(const SmartPtr<MessageInfo>& info, const char* typeName);
+    ConfigException(const ConfigException& other);
+    ConfigException& operator=(const ConfigException& other);
+    ~ConfigException() override;
+
+    BaseException* Copy() const override;
+    void Throw() const override;
+  };
+
+// The failures of a persistent form, raised by the class that owns the
+// format (ORVFile's ConfigFile: catalogue messages 0 and 14 of "ORVFile").
+#define ORV_CONFIG_DEFINE_EXCEPTION(Name)                                                              \
+  class Name : public ConfigException {                                                                \
+   public:                                                                                             \
+    static const char* ClassName() noexcept { return #Name; }                                          \
+    Name(const SmartPtr<MessageInfo>& info, const char* typeName) : ConfigException(info, typeName) {} \
+    Name(const Name& other) : ConfigException(other) {}                                                \
+    Name& operator=(const Name& other) = default;                                                      \
+    ~Name() override = default;                                                                        \
+    BaseException* Copy() const override { return CopyOf(*this); }                                     \
+    void Throw() const override { throw *this; }                                                       \
+  }
+
+  /// The source can neither be opened nor created, or not written.
+  ORV_CONFIG_DEFINE_EXCEPTION(CannotOpenSourceException);
+  /// The source does not follow the format.
+  ORV_CONFIG_DEFINE_EXCEPTION(InvalidConfigException);
+
+#undef ORV_CONFIG_DEFINE_EXCEPTION
+
+  Config();
+  /// values as they stand, flags included; "\r" normalised.
+  explicit Config(Map values);
+  Config(const Config& other);
+  /// Strong guarantee: on a throw this store is unchanged.
+  Config& operator=(const Config& other);
+  ~Config() override;
+
+  bool HasSection(const std::wstring& section) const;
+  bool HasKey(const std::wstring& section, const std::wstring& key) const;
+  /// The value, or fallback when the key is absent.
+  std::wstring GetValue(const std::wstring& section, const std::wstring& key,
+                        const std::wstring& fallback = std::wstring()) const;
+  /// True when the key shows a default.
+  bool IsDefault(const std::wstring& section, const std::wstring& key) const;
+  const Map& Values() const;
+  /// Every default installed, also those a value of the application hides.
+  const Map& Defaults() const;
+
+  /// Creates the section (empty) when it is missing.
+  void AddSection(const std::wstring& section);
+  /// Creates the section when it is missing; the value becomes the
+  /// application's own.
+  void SetValue(const std::wstring& section, const std::wstring& key, const std::wstring& value);
+  /// False when the key held no value of the application's own.
+  bool RemoveKey(const std::wstring& section, const std::wstring& key);
+  /// False when the section did not exist. Its defaults, if any, stay.
+  bool RemoveSection(const std::wstring& section);
+
+  /// Installs every key of defaults as a default (flags ignored), see above.
+  void LoadDefault(const Map& defaults);
+  /// Lays other over this store, see above.
+  void Merge(const Map& other);
+  /// The keys of section that show a default, with their values; empty when
+  /// the section does not exist.
+  Keys FindDefaults(const std::wstring& section) const;
+
+  /// True when the values differ from the reference copy.
+  bool IsModified() const;
+
+  /// Writes the store to path, over the file there when merge is false,
+  /// merged with its content when true. The plain store has no persistent
+  /// form: this throws ConfigException "Config::Save : Not implemented!".
+  virtual void Save(const std::string& path, bool merge);
+
+ protected:
+  /// Takes values as this store's values, flags as given. They must hold no
+  /// "\r" (a loader's lines never do): nothing is normalised here, so that
+  /// loading does not walk every value once more.
+  void SetValues(Map values);
+  /// Records the values as the reference copy.
+  void SetReference();
+
+ private:
+  /// The values, unshared first when a copy or the reference copy holds them too.
+  Map& Own();
+  void Swap(Config& other) noexcept;
+  void InstallDefault(const std::wstring& section, const std::wstring& key, const std::wstring& value);
+
+  // Shared, never null: copies and the reference copy share one map until a
+  // change, so that loading and copying do not copy every value.
+  std::shared_ptr<Map> m_values;
+  Map m_defaults;
+  std::shared_ptr<const Map> m_reference;
+};
+
+}  // namespace ORV

@@ -1,0 +1,440 @@
+#include "win32.h"
+
+#include <cstdint>
+#include <string_view>
+#include <utility>
+
+#include "ORVCFile.h"
+#include "ORVConfigFile.h"
+#include "ORVConfigGrammar.h"
+#include "ORVFileException.h"
+#include "ORVHandle.h"
+#include "ORVRaise.h"
+
+namespace ORVFile {
+
+namespace {
+
+using ORV::Config;
+using Lines = std::vector<std::wstring>;
+using LineViews = std::vector<std::wstring_view>;
+using Match = boost::match_results<const wchar_t*>;
+
+// Built on first use, so that any static initialiser of the library may load
+// a file; the reference below makes that first use the library's load.
+const detail::ConfigGrammar& TheGrammar() {
+  static const detail::ConfigGrammar grammar;
+  return grammar;
+}
+[[maybe_unused]] const detail::ConfigGrammar& g_grammarAtLoad = TheGrammar();
+
+enum class LineKind { Section, Key, Blank, Invalid };
+
+bool IsKeyUnit(wchar_t unit) {
+  return (unit >= L'A' && unit <= L'Z') || (unit >= L'a' && unit <= L'z') || (unit >= L'0' && unit <= L'9') ||
+         unit == L'_' || unit == L'.';
+}
+
+// At most one expression can match a line, and the first unit that is not a
+// blank tells which: "[" a section, ";" or none a comment or blank line, a
+// key unit a key line. Only that one runs.
+LineKind Classify(std::wstring_view line, Match& match) {
+  const detail::ConfigGrammar& grammar = TheGrammar();
+  const auto matches = [&](const detail::ConfigExpression& expression) {
+    return boost::regex_match(line.data(), line.data() + line.size(), match, expression);
+  };
+  std::size_t first = 0;
+  while (first < line.size() && (line[first] == L' ' || line[first] == L'\t')) ++first;
+  if (first == line.size() || line[first] == L';') return matches(grammar.blank) ? LineKind::Blank : LineKind::Invalid;
+  if (line[first] == L'[') return matches(grammar.section) ? LineKind::Section : LineKind::Invalid;
+  if (IsKeyUnit(line[first])) return matches(grammar.key) ? LineKind::Key : LineKind::Invalid;
+  return LineKind::Invalid;
+}
+
+// Hands visit the non-empty pieces between separators, as views into text:
+// "\na\r\nb\n" -> "a", "b".
+template <class Visit>
+void ForEachPiece(std::wstring_view text, bool atReturnToo, Visit&& visit) {
+  std::size_t start = 0;
+  for (std::size_t i = 0; i <= text.size(); ++i) {
+    if (i < text.size() && text[i] != L'\n' && !(atReturnToo && text[i] == L'\r')) continue;
+    if (i > start) visit(text.substr(start, i - start));
+    start = i + 1;
+  }
+}
+
+std::wstring Joined(std::wstring_view head, std::wstring_view tail) {
+  std::wstring line;
+  line.reserve(head.size() + tail.size());
+  return line.append(head).append(tail);
+}
+
+// The lines of one key: prefix and a piece of the value for each piece, or,
+// when the value has none, name + " = " + the value as it stands.
+void AppendKeyLines(std::wstring_view name, std::wstring_view prefix, const std::wstring& value, bool atReturnToo,
+                    Lines& out) {
+  bool anyPiece = false;
+  ForEachPiece(value, atReturnToo, [&](std::wstring_view piece) {
+    out.push_back(Joined(prefix, piece));
+    anyPiece = true;
+  });
+  if (!anyPiece) out.push_back(Joined(Joined(name, L" = "), value));
+}
+
+// Boost's sub_match::str() appends unit by unit; these copy at once.
+std::wstring Group(const Match& match, int group) { return std::wstring(match[group].first, match[group].second); }
+std::wstring_view GroupView(const Match& match, int group) {
+  return std::wstring_view(match[group].first, static_cast<std::size_t>(match[group].length()));
+}
+
+[[noreturn]] void RaiseInvalid(const detail::ThrowSite& site) {
+  detail::Raise<Config::InvalidConfigException>(site, MSG_INVALID_CONFIG_SOURCE, 0);
+}
+
+[[noreturn]] void RaiseCannotOpen(const detail::ThrowSite& site, unsigned long error, const std::string& path) {
+  detail::Raise<Config::CannotOpenSourceException>(site, MSG_CANNOT_OPEN_CONFIG_SOURCE, error, path);
+}
+
+unsigned long ErrorOf(const FileException& failure) { return failure.Info() ? failure.Info()->LastError() : 0; }
+
+// --- The file system. Each wrapper makes one call and reads its error at once.
+
+/// CREATE_NEW: an existing file is never truncated. A failure shows in the
+/// read that follows.
+void CreateIfMissingWrp(const std::string& path) noexcept {
+  const ORV::Handle file(
+      ::CreateFileA(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
+}
+
+bool IsFileWrp(const std::string& path) {
+  const DWORD attributes = ::GetFileAttributesA(path.c_str());
+  return attributes != INVALID_FILE_ATTRIBUTES && !(attributes & FILE_ATTRIBUTE_DIRECTORY);
+}
+
+/// The directory part of path made absolute: "a.ini" -> "C:\cwd\". A path
+/// that ends in a separator names no file: ERROR_INVALID_NAME.
+unsigned long DirectoryOfWrp(const std::string& path, std::string& directory) {
+  char full[MAX_PATH];
+  char* name = nullptr;
+  const DWORD length = ::GetFullPathNameA(path.c_str(), MAX_PATH, full, &name);
+  if (length == 0) return ::GetLastError();
+  if (length >= MAX_PATH || name == nullptr) return ERROR_INVALID_NAME;
+  directory.assign(full, name);
+  return ERROR_SUCCESS;
+}
+
+/// Creates a new empty file with a unique name in directory.
+unsigned long TempFileNameWrp(const std::string& directory, std::string& name) {
+  char unique[MAX_PATH];
+  if (::GetTempFileNameA(directory.c_str(), "cfg", 0, unique) == 0) return ::GetLastError();
+  name = unique;
+  return ERROR_SUCCESS;
+}
+
+unsigned long ReplaceWrp(const std::string& from, const std::string& to) {
+  if (::MoveFileExA(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) return 0;
+  return ::GetLastError();
+}
+
+void DeleteFileWrp(const std::string& path) noexcept { ::DeleteFileA(path.c_str()); }
+
+// A new file beside the target that becomes the target on MoveOver; until
+// then the destructor deletes it, so a failed save leaves nothing behind.
+class TemporaryFile {
+ public:
+  explicit TemporaryFile(const std::string& target) {
+    std::string directory;
+    unsigned long error = DirectoryOfWrp(target, directory);
+    if (error == ERROR_SUCCESS) error = TempFileNameWrp(directory, m_name);
+    if (error != ERROR_SUCCESS) RaiseCannotOpen(ORVFILE_THROW_SITE, error, target);
+  }
+  TemporaryFile(const TemporaryFile&) = delete;
+  TemporaryFile& operator=(const TemporaryFile&) = delete;
+  ~TemporaryFile() {
+    if (!m_name.empty()) DeleteFileWrp(m_name);
+  }
+
+  const std::string& Name() const { return m_name; }
+
+  void MoveOver(const std::string& target) {
+    const unsigned long error = ReplaceWrp(m_name, target);
+    if (error != ERROR_SUCCESS) RaiseCannotOpen(ORVFILE_THROW_SITE, error, target);
+    m_name.clear();
+  }
+
+ private:
+  std::string m_name;
+};
+
+// Through the file handle, so that its fault table reaches these calls too.
+// Raises the handle's FileException.
+std::string ReadAll(const std::string& path) {
+  CFile file(path, FileHint::SequentialScan);
+  const std::uint32_t size = file.Open(OpenMode::OpenRead);
+  std::string bytes(size, '\0');
+  if (size != 0) file.Read(bytes.data(), 1, size, true);
+  file.Close();
+  return bytes;
+}
+
+// The temporary file exists and is empty: OPEN_ALWAYS, no truncating open.
+// The data reaches the disk before the name moves over the old file.
+void WriteAll(const std::string& path, const std::string& bytes) {
+  CFile file(path);
+  file.Open(OpenMode::ReadWrite);
+  if (!bytes.empty()) file.Write(bytes.data(), 1, static_cast<std::uint32_t>(bytes.size()));
+  file.Flush();
+  file.Close();
+}
+
+std::string ReadOrCreate(const std::string& path) {
+  try {
+    try {
+      return ReadAll(path);
+    } catch (const FileException&) {
+      // Missing: create it. Present but unreadable: the second read reports why.
+      CreateIfMissingWrp(path);
+    }
+    return ReadAll(path);
+  } catch (const FileException& failure) {
+    RaiseCannotOpen(ORVFILE_THROW_SITE, ErrorOf(failure), path);
+  }
+}
+
+// Each byte one unit: no byte-order mark, no decoding.
+std::wstring FileText(const std::string& path) {
+  return ORV::ConvertToWide(ReadOrCreate(path), ORV::CHARSET_ISO_8859_1);
+}
+
+// As the runtime's text mode writes 16-bit text with the default conversion:
+// one byte per unit ("?" above U+00FF, as ISO-8859-1 has no other), "\n" as
+// CR LF, a line end after each line.
+std::string TextModeBytes(const Lines& lines) {
+  std::size_t size = 0;
+  for (const std::wstring& line : lines) size += line.size() + 2;
+  std::string bytes;
+  bytes.reserve(size);
+  for (const std::wstring& line : lines) {
+    for (const wchar_t unit : line) {
+      if (unit == L'\n') bytes += '\r';
+      bytes += unit <= 0xFF ? static_cast<char>(unit) : '?';
+    }
+    bytes += "\r\n";
+  }
+  return bytes;
+}
+
+std::wstring ReadSource(ORV::BinaryStreamBuf& source, ORV::CHARSET charset) {
+  if (charset == ORV::CHARSET_UTF16) {
+    std::wstring units;
+    units.reserve(source.Size() / 2);
+    source.Copy(units);
+    return units;
+  }
+  source.SeekG(0, ORV::BinaryStreamBuf::Begin);
+  std::string bytes;
+  bytes.reserve(source.Size());
+  source.Copy(bytes);
+  return ORV::ConvertToWide(bytes, charset);
+}
+
+bool IsKey(std::wstring_view name) {
+  for (const wchar_t unit : name)
+    if (!IsKeyUnit(unit)) return false;
+  return !name.empty();
+}
+
+// What the grammar could not read back: see the header.
+template <class Sections>
+void CheckSavable(const Sections& values) {
+  for (const auto& section : values) {
+    if (section.first.empty() || section.first.find_first_of(L"\r\n") != std::wstring_view::npos)
+      RaiseInvalid(ORVFILE_THROW_SITE);
+    for (const auto& key : section.second)
+      if (!IsKey(key.first)) RaiseInvalid(ORVFILE_THROW_SITE);
+  }
+}
+
+}  // namespace
+
+ConfigFile::ConfigFile() = default;
+
+ConfigFile::ConfigFile(const std::string& path, ORV::SmartPtrToConst<Config> defaults) : m_path(path) {
+  SetValues(LoadFile(path));
+  if (defaults) LoadDefault(defaults->Values());
+  SetReference();
+}
+
+ConfigFile::ConfigFile(ORV::BinaryStreamBuf& source, const ORV::CHARSET& charset) {
+  SetValues(LoadText(ReadSource(source, charset)));
+  SetReference();
+}
+
+ConfigFile::ConfigFile(const Config& other) : Config(other) {}
+
+ConfigFile::ConfigFile(const ConfigFile& other) = default;
+
+ConfigFile& ConfigFile::operator=(const ConfigFile& other) {
+  std::string path(other.m_path);
+  Config::operator=(other);
+  m_path.swap(path);
+  return *this;
+}
+
+ConfigFile::~ConfigFile() = default;
+
+const std::string& ConfigFile::Path() const { return m_path; }
+
+// The store written is a copy (which shares the values, see Config), so
+// that the views into it stay valid whatever the merge builds.
+void ConfigFile::Save(const std::string& path, bool merge) {
+  const Config store = merge && IsFileWrp(path) ? MergedWithFile(path) : Config(*this);
+  SectionViews values = WrittenValues(store);
+  CheckSavable(values);
+  SaveToFile(path, std::move(values));
+  SetReference();
+}
+
+// Defaults (FindDefaults) go, and so does a section that held nothing but
+// defaults. Both maps have one order, so each entry goes in at the end.
+ConfigFile::SectionViews ConfigFile::WrittenValues(const Config& store) {
+  SectionViews written;
+  for (const auto& section : store.Values()) {
+    const Keys defaults = store.FindDefaults(section.first);
+    KeyViews keys;
+    for (const auto& key : section.second)
+      if (defaults.count(key.first) == 0) keys.emplace_hint(keys.end(), key.first, &key.second.first);
+    if (defaults.empty() || !keys.empty()) written.emplace_hint(written.end(), section.first, std::move(keys));
+  }
+  return written;
+}
+
+void ConfigFile::LoadFileInVector(const std::string& path, std::wstring& text, LineViews& lines) const {
+  text = FileText(path);
+  LoadWStringInVector(text, lines);
+}
+
+void ConfigFile::LoadWStringInVector(const std::wstring& text, LineViews& lines) const {
+  lines.clear();
+  ForEachPiece(text, true, [&](std::wstring_view line) { lines.push_back(line); });
+}
+
+void ConfigFile::LoadFromVector(const LineViews& lines, Map& values) const {
+  values.clear();
+  Keys* current = nullptr;
+  Match match;
+  for (const std::wstring_view line : lines) {
+    switch (Classify(line, match)) {
+      case LineKind::Section: {
+        const auto inserted = values.emplace(Group(match, 1), Keys());
+        if (!inserted.second) RaiseInvalid(ORVFILE_THROW_SITE);
+        current = &inserted.first->second;
+        break;
+      }
+      case LineKind::Key: {
+        if (current == nullptr) RaiseInvalid(ORVFILE_THROW_SITE);
+        // A repeated key adds a line to its value.
+        const auto inserted = current->emplace(Group(match, 1), Value(Group(match, 2), false));
+        if (!inserted.second) (inserted.first->second.first += L'\n').append(match[2].first, match[2].second);
+        break;
+      }
+      case LineKind::Blank:
+        break;
+      case LineKind::Invalid:
+        RaiseInvalid(ORVFILE_THROW_SITE);
+    }
+  }
+}
+
+Config::Map ConfigFile::LoadText(const std::wstring& text) const {
+  LineViews lines;
+  LoadWStringInVector(text, lines);
+  Map values;
+  LoadFromVector(lines, values);
+  return values;
+}
+
+Config::Map ConfigFile::LoadFile(const std::string& path) const { return LoadText(FileText(path)); }
+
+Config ConfigFile::MergedWithFile(const std::string& path) const {
+  Config merged(LoadFile(path));
+  merged.LoadDefault(Defaults());
+  merged.Merge(Values());
+  return merged;
+}
+
+// remaining: the copy of the values that the merge works down.
+void ConfigFile::SaveToFile(const std::string& path, SectionViews remaining) const {
+  std::wstring text;
+  LineViews present;
+  LoadFileInVector(path, text, present);
+  Lines out;
+  auto current = remaining.end();
+  // The keys the file did not hold go at the end of their section.
+  const auto closeSection = [&] {
+    if (current == remaining.end()) return;
+    OutputValues(current, out);
+    remaining.erase(current);
+    current = remaining.end();
+  };
+  Match match;
+  std::wstring prefix;
+  for (const std::wstring_view line : present) {
+    switch (Classify(line, match)) {
+      case LineKind::Section:
+        closeSection();
+        current = remaining.find(GroupView(match, 1));
+        if (current != remaining.end()) {
+          out.emplace_back();
+          out.emplace_back(line);
+        }
+        break;
+      case LineKind::Key: {
+        if (current == remaining.end()) break;
+        const auto key = current->second.find(GroupView(match, 1));
+        if (key == current->second.end()) break;
+        // "  port   = 80" -> "  port   = 81": the text before "=" stays.
+        prefix.assign(line.substr(0, line.find(L'='))).append(L"= ");
+        AppendKeyLines(GroupView(match, 1), prefix, *key->second, false, out);
+        current->second.erase(key);
+        break;
+      }
+      case LineKind::Blank:
+        out.emplace_back(line);
+        break;
+      case LineKind::Invalid:
+        break;
+    }
+  }
+  closeSection();
+  while (!remaining.empty()) {
+    out.emplace_back();
+    out.push_back(Joined(Joined(L"[", remaining.begin()->first), L"]"));
+    OutputValues(remaining.begin(), out);
+    remaining.erase(remaining.begin());
+  }
+  while (!out.empty() && out.back().empty()) out.pop_back();
+  if (!out.empty() && out.front().empty()) out.erase(out.begin());
+  SaveVectorInFile(path, out);
+}
+
+void ConfigFile::OutputValues(SectionViews::const_iterator section, Lines& lines) const {
+  std::wstring prefix;
+  for (const auto& key : section->second) {
+    prefix.assign(key.first).append(L" = ");
+    AppendKeyLines(key.first, prefix, *key.second, true, lines);
+  }
+}
+
+void ConfigFile::SaveVectorInFile(const std::string& path, const Lines& lines) const {
+  const std::string bytes = TextModeBytes(lines);
+  TemporaryFile temporary(path);
+  try {
+    WriteAll(temporary.Name(), bytes);
+  } catch (const FileException& failure) {
+    RaiseCannotOpen(ORVFILE_THROW_SITE, ErrorOf(failure), path);
+  }
+  temporary.MoveOver(path);
+}
+
+}  // namespace ORVFile
