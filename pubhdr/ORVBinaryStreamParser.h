@@ -197,6 +197,7 @@ class ORVFILE_API BinaryStreamParser {
   // Sinks.
   void ClearKeywordBuffer();
   void KeywordSafeAppend(const unsigned char* data, std::uint32_t n);
+  void KeepUnsaved(const unsigned char* data, std::uint32_t n);  // the overflow of an append
   void StoreFetchedData(const unsigned char* data, std::uint32_t n);
   void ClearRecord();
 

@@ -12,6 +12,7 @@ using detail::ByteInSet;
 using detail::ByteIs;
 using detail::ByteIsEither;
 using detail::CasePartner;
+using detail::CopyBytes;
 using detail::EqualFolded;
 using detail::FindFirst;
 using detail::FoldCase;
@@ -293,7 +294,7 @@ void BinaryStreamParser::ClearKeywordBuffer() {
 void BinaryStreamParser::KeywordSafeAppend(const unsigned char* data, std::uint32_t n) {
   const std::uint32_t fit = std::min(n, BSP_KEYWORD_SIZE - m_keywordLen);
   if (fit > 0) {
-    std::memcpy(m_keyword + m_keywordLen, data, fit);
+    CopyBytes(m_keyword + m_keywordLen, data, fit);
     m_keywordLen += fit;
     m_keyword[m_keywordLen] = '\0';
     if (m_unsavedLen > 0) {
@@ -301,8 +302,11 @@ void BinaryStreamParser::KeywordSafeAppend(const unsigned char* data, std::uint3
       m_unsaved[0] = '\0';
     }
   }
-  if (fit == n) return;
-  // The overflow keeps the last m bytes of this append (some of which may also have fitted):
+  if (fit < n) KeepUnsaved(data, n);
+}
+
+void BinaryStreamParser::KeepUnsaved(const unsigned char* data, std::uint32_t n) {
+  // The last m bytes of the append (some of which may also have fitted) are kept:
   //   held 100, m 50 -> the area's bytes 50..127 move to the front, the 50 go behind them.
   const std::uint32_t m = std::min(n, BSP_UNSAVED_SIZE);
   std::uint32_t at = 0;
@@ -394,7 +398,10 @@ bool BinaryStreamParser::FetchData(const std::string& target, FetchMode mode, Re
 }
 
 bool BinaryStreamParser::CopyKeywordOnSuccess(bool found, std::string& out) const {
-  if (found) out.assign(m_keyword, m_keywordLen);
+  if (found) {
+    out.resize(m_keywordLen);  // assign would copy through the runtime's memcpy
+    CopyBytes(out.data(), m_keyword, m_keywordLen);
+  }
   return found;
 }
 
