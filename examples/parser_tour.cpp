@@ -5,7 +5,6 @@
 // fetching. The log file is removed at the end.
 #include <cstdint>
 #include <cstdio>
-#include <exception>
 #include <stdexcept>
 #include <string>
 
@@ -14,6 +13,7 @@
 #include "ORVCFileBuffer.h"
 #include "ORVDiskBuffer.h"
 #include "ORVFileException.h"
+#include "TourMain.h"
 
 using namespace ORVFile;
 
@@ -110,17 +110,4 @@ void Tour() {
 
 }  // namespace
 
-int main() {
-  std::printf("== Parser ==\n\n");
-  try {
-    Tour();
-  } catch (const FileException& e) {
-    std::printf("\nfailed: %ls\n", e.What().c_str());
-    return 1;
-  } catch (const std::exception& e) {
-    std::printf("\nfailed: %s\n", e.what());
-    return 1;
-  }
-  std::printf("\n");
-  return 0;
-}
+int main() { return TourMain("Parser", Tour); }

@@ -179,6 +179,7 @@ class ORVFILE_API BinaryStreamParser {
   void BeginFetch();
   bool FetchByte(unsigned char c, Recorder& rec);
   bool FetchData(const std::string& target, FetchMode mode, Recorder& rec);
+  bool FetchKept(const std::string& target, FetchMode mode, bool keep);  // the keyword buffer only
   template <class Match>
   bool ScanTo(const Match& match, Recorder& rec);
   template <class First>

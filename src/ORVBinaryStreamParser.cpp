@@ -414,27 +414,27 @@ bool BinaryStreamParser::FetchTo(unsigned char c, std::string& out) {
   return CopyKeywordOnSuccess(FetchTo(c, true), out);
 }
 
-bool BinaryStreamParser::FetchBeyond(const std::string& keyword, bool keep) {
+bool BinaryStreamParser::FetchKept(const std::string& target, FetchMode mode, bool keep) {
   Recorder rec(*this, keep, nullptr);
-  return FetchData(keyword, FetchModeTo, rec) && Fetch(1, false, true);
+  return FetchData(target, mode, rec);
+}
+
+bool BinaryStreamParser::FetchBeyond(const std::string& keyword, bool keep) {
+  return FetchKept(keyword, FetchModeTo, keep) && Fetch(1, false, true);
 }
 
 bool BinaryStreamParser::FetchBeyond(const std::string& keyword, std::string& out) {
   return CopyKeywordOnSuccess(FetchBeyond(keyword, true), out);
 }
 
-bool BinaryStreamParser::FetchUntil(const std::string& set, bool keep) {
-  Recorder rec(*this, keep, nullptr);
-  return FetchData(set, FetchModeUntil, rec);
-}
+bool BinaryStreamParser::FetchUntil(const std::string& set, bool keep) { return FetchKept(set, FetchModeUntil, keep); }
 
 bool BinaryStreamParser::FetchUntil(const std::string& set, std::string& out) {
   return CopyKeywordOnSuccess(FetchUntil(set, true), out);
 }
 
 bool BinaryStreamParser::FetchUntilNot(const std::string& set, bool keep) {
-  Recorder rec(*this, keep, nullptr);
-  return FetchData(set, FetchModeUntilNot, rec);
+  return FetchKept(set, FetchModeUntilNot, keep);
 }
 
 bool BinaryStreamParser::FetchUntilNot(const std::string& set, std::string& out) {

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
 #include <functional>
 #include <stdexcept>
@@ -229,17 +228,6 @@ std::string State(const Reference& m, std::size_t intoFrom) {
          " into " + (m.hasInto ? std::to_string(m.into.size()) : "none") + " " + m.into.substr(intoFrom);
 }
 
-// Diagnostics: bytes outside printable ASCII as \xNN.
-std::string Shown(const std::string& text) {
-  std::string shown;
-  for (unsigned char c : text) {
-    char hex[8];
-    std::snprintf(hex, sizeof hex, "\\x%02X", c);
-    shown += c >= 32 && c < 127 ? std::string(1, static_cast<char>(c)) : std::string(hex);
-  }
-  return shown;
-}
-
 // splitmix64: a fast engine, so that making 100,000 texts costs little next to checking them.
 class Engine {
  public:
@@ -302,6 +290,8 @@ std::string MakeData(RandomCase& rnd, const std::string& alphabet, const std::st
   for (std::uint32_t n = rnd.Below(4); n > 0 && !data.empty(); --n) plant(rnd.Below(data.size()), keyword);
   return data;
 }
+
+std::string Printed(const std::string& text) { return ::testing::PrintToString(text); }  // escaped
 
 ::testing::AssertionResult RunCase(std::uint32_t seed) {
   RandomCase rnd(seed);
@@ -399,8 +389,8 @@ std::string MakeData(RandomCase& rnd, const std::string& alphabet, const std::st
     const std::string state = State(p, into, intoChecked), reference = State(m, intoChecked);
     if (got != expected || out != wanted || state != reference)
       return ::testing::AssertionFailure()
-             << "seed " << seed << " step " << step << " op " << op << ": " << got << " [" << Shown(out) << "] "
-             << Shown(state) << "\n expected " << expected << " [" << Shown(wanted) << "] " << Shown(reference);
+             << "seed " << seed << " step " << step << " op " << op << ": " << got << " " << Printed(out) << " "
+             << Printed(state) << "\n expected " << expected << " " << Printed(wanted) << " " << Printed(reference);
     intoChecked = m.into.size();
   }
   return ::testing::AssertionSuccess();
