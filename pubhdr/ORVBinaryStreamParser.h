@@ -193,6 +193,7 @@ class ORVFILE_API BinaryStreamParser {
   bool CarryAndRead(std::uint32_t from);
   bool ReadBehind(std::uint32_t kept);
   void UseLongArea(std::uint32_t from, std::uint32_t carried);
+  void UseOwnArea();  // the member area again, the long one freed
   void ResetState();
 
   // Sinks.

@@ -51,7 +51,7 @@ KeywordHit FindKeyword(const unsigned char* block, std::uint32_t from, std::uint
   const unsigned char* k = Bytes(keyword);
   const std::uint32_t size = Length(keyword);
   if (length >= size) {
-    // Starts with the whole keyword inside the block: both ends filtered sixteen starts at a time.
+    // Starts with the whole keyword inside the block: filtered on both ends, sixteen starts per compare.
     const std::uint32_t wholeEnd = length - size + 1;
     for (std::uint32_t i = from; i < wholeEnd; ++i) {
       i = FindFirst(block, i, wholeEnd, ends);
@@ -199,10 +199,14 @@ bool BinaryStreamParser::IsCaseSensitive() const { return m_caseSensitive; }
 
 void BinaryStreamParser::IgnoreNulls(bool on) { m_ignoreNulls = on; }
 
-void BinaryStreamParser::ResetState() {
+void BinaryStreamParser::UseOwnArea() {
   m_block = m_area;
   m_areaSize = sizeof m_area;
   m_longArea.reset();
+}
+
+void BinaryStreamParser::ResetState() {
+  UseOwnArea();
   m_pos = m_blockLen = m_blockOffset = m_unrecorded = 0;
   std::memset(m_keyword, 0, sizeof m_keyword);
   std::memset(m_unsaved, 0, sizeof m_unsaved);
@@ -256,9 +260,7 @@ bool BinaryStreamParser::ReadBehind(std::uint32_t kept) {
 
 bool BinaryStreamParser::Refill() {
   m_blockOffset += m_blockLen;
-  m_block = m_area;
-  m_areaSize = sizeof m_area;
-  m_longArea.reset();
+  UseOwnArea();
   m_pos = m_unrecorded = 0;
   return ReadBehind(0);
 }

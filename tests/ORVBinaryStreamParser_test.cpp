@@ -605,6 +605,9 @@ TEST(BinaryStreamParser, NullsSeekResetAndTheBuffersPosition) {
   BinaryStreamParser r(forward, true);
   EXPECT_TRUE(r.Seek(5000)) << "a buffer that cannot be positioned is read again from the start";
   EXPECT_EQ(r.GetCurrentChar(), static_cast<unsigned char>(text[5000]));
+  ShortReads stuck(text, [](std::uint32_t) { return 0u; });
+  BinaryStreamParser t(stuck, true);
+  EXPECT_FALSE(t.FetchTo('z', true)) << "a read that delivers nothing ends the data, whatever EndOfFile says";
   ShortReads failing(text, [](std::uint32_t) -> std::uint32_t { throw std::runtime_error("medium lost"); });
   BinaryStreamParser s(failing, true);
   EXPECT_THROW(s.FetchTo('z', true), std::runtime_error);
