@@ -102,7 +102,8 @@ class ORV_CORE_API Config : public RefCounted {
 #undef ORV_CONFIG_DEFINE_EXCEPTION
 
   Config();
-  /// values as they stand, flags included; "\r" normalised.
+  /// values as they stand, flags included, "\r" normalised; they are also
+  /// the reference copy, so the store starts unmodified.
   explicit Config(Map values);
   Config(const Config& other);
   /// Strong guarantee: on a throw this store is unchanged.

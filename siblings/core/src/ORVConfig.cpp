@@ -60,6 +60,7 @@ Config::Config() : m_values(std::make_shared<Map>()), m_reference(m_values) {}
 Config::Config(Map values) : Config() {
   NormaliseLineEnds(values);
   SetValues(std::move(values));
+  SetReference();
 }
 
 Config::Config(const Config& other) = default;
