@@ -42,10 +42,12 @@
 // Decisions of this library on what the format leaves open:
 //   - A missing file is created empty, never truncated: an existing file
 //     that merely cannot be read is left alone and reported.
-//   - Save writes a temporary file in the target's directory and moves it
-//     over the target, so a failed save (open, write, disk full, read-only
-//     target) raises CannotOpenSourceException and leaves the old file as it
-//     was. The new file has the attributes and security of a new file.
+//   - Save writes a temporary file ("cfg*.tmp") in the target's directory,
+//     flushes it to disk and moves it over the target (MoveFileEx), so a
+//     failed save (open, write, disk full, read-only target) raises
+//     CannotOpenSourceException and leaves the old file as it was. The new
+//     file has the attributes and security of a new file. Wine 8 moves over
+//     a read-only target, which Windows refuses.
 //   - Save refuses, with InvalidConfigException and before touching the
 //     file, a store that the grammar could not read back: a key outside
 //     [A-Za-z0-9_.], an empty section name, a section name with "\r" or "\n".

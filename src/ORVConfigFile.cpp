@@ -51,7 +51,7 @@ LineKind Classify(std::wstring_view line, Match& match) {
   return LineKind::Invalid;
 }
 
-// Hands visit the non-empty pieces between separators, as views into text:
+// Calls visit with each non-empty piece between separators, a view into text:
 // "\na\r\nb\n" -> "a", "b".
 template <class Visit>
 void ForEachPiece(std::wstring_view text, bool atReturnToo, Visit&& visit) {
