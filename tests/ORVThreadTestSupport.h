@@ -21,6 +21,12 @@ constexpr unsigned long kPatience = 20000;
 
 inline bool UnderWine() { return ::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr; }
 
+/// Waits until the thread with this id has ended (true at once when it is gone).
+inline bool WaitThreadEnd(DWORD id) {
+  const ORV::Handle thread(::OpenThread(SYNCHRONIZE, FALSE, id));
+  return !thread || ::WaitForSingleObject(thread.Get(), kPatience) == WAIT_OBJECT_0;
+}
+
 struct Resources {
   DWORD processHandles = 0;  // GetProcessHandleCount
   int listedHandles = 0;     // this process's entries in the system handle table

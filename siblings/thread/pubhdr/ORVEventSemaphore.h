@@ -23,6 +23,9 @@ class ORV_THREAD_API EventSemaphore {
   ~EventSemaphore();
 
   void Set();
+  /// Set for destructors and other places that cannot throw: false when the
+  /// system refused.
+  bool TrySet() noexcept;
   void Reset();
   /// True when the event was signalled, false when the time ran out (0: only
   /// look). An auto-reset event is reset by a wait that returns true.

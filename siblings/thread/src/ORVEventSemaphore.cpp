@@ -19,8 +19,10 @@ EventSemaphore::EventSemaphore(bool manualReset, bool signalled) : m_event(Creat
 EventSemaphore::~EventSemaphore() = default;
 
 void EventSemaphore::Set() {
-  if (!::SetEvent(m_event.Get())) ThrowLastError("SetEvent");
+  if (!TrySet()) ThrowLastError("SetEvent");
 }
+
+bool EventSemaphore::TrySet() noexcept { return ::SetEvent(m_event.Get()) != FALSE; }
 
 void EventSemaphore::Reset() {
   if (!::ResetEvent(m_event.Get())) ThrowLastError("ResetEvent");
