@@ -60,17 +60,6 @@ void RunQueriesThenPause(DiskSpaceWatcher& watcher, int queries) {
   watcher.Pause();
 }
 
-std::wstring ThreadName() {
-  using Call = HRESULT(WINAPI*)(HANDLE, PWSTR*);
-  const auto call = reinterpret_cast<Call>(
-      reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"kernel32.dll"), "GetThreadDescription")));
-  PWSTR text = nullptr;
-  if (call == nullptr || FAILED(call(::GetCurrentThread(), &text))) return L"";
-  std::wstring name(text);
-  ::LocalFree(text);
-  return name;
-}
-
 // Records every callback call: its shortfalls and its thread. hook, when
 // set, runs on the worker after the call is recorded.
 class Recorder {
@@ -87,7 +76,7 @@ class Recorder {
         CriticalSectionLock lock(m_lock);
         m_passes.push_back(pass);
         m_threads.push_back(::GetCurrentThreadId());
-        m_names.insert(ThreadName());
+        m_names.insert(orvtest::CurrentThreadName());
         call = static_cast<int>(m_passes.size());
       }
       m_called.Set();
@@ -131,18 +120,13 @@ class Recorder {
   std::set<std::wstring> m_names;
 };
 
-class DiskSpaceWatcherTest : public ::testing::Test {
+class DiskSpaceWatcherTest : public orvtest::TempDirTest {
  protected:
   void SetUp() override {
-    char temp[MAX_PATH + 1];
-    const DWORD length = ::GetTempPathA(MAX_PATH + 1, temp);
-    static int serial = 0;
-    m_dir = std::string(temp, length) + "orvdsw-" + std::to_string(::GetCurrentProcessId()) + "-" +
-            std::to_string(++serial);
-    ASSERT_TRUE(::CreateDirectoryA(m_dir.c_str(), nullptr));
-    m_file = m_dir + "\\file.txt";
-    ORV::Handle file(::CreateFileA(m_file.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr));
-    ASSERT_TRUE(file);
+    TempDirTest::SetUp();
+    m_path = Narrow(m_dir);
+    m_file = m_path + "\\file.txt";
+    Write(P(L"file.txt"), "");
     m_saved = detail::AvailableBytesForTesting();
     detail::AvailableBytesForTesting() = FakeAvailableBytes;
     g_free = 1000;
@@ -151,10 +135,10 @@ class DiskSpaceWatcherTest : public ::testing::Test {
   void TearDown() override {
     detail::AvailableBytesForTesting() = m_saved;
     EXPECT_TRUE(::DeleteFileA(m_file.c_str()));
-    EXPECT_TRUE(::RemoveDirectoryA(m_dir.c_str())) << "left behind or held open: " << ::GetLastError();
+    TempDirTest::TearDown();
   }
 
-  std::string m_dir, m_file;
+  std::string m_path, m_file;  // the directory and a file in it, narrow
   detail::AvailableBytesCall m_saved = nullptr;
 };
 
@@ -165,7 +149,7 @@ TEST_F(DiskSpaceWatcherTest, ReportsTheShortEntriesOfEachPassInListOrder) {
     std::vector<std::pair<char, std::uint64_t>> entries;  // d directory, f file, m missing; required
     Pass expected;
   };
-  const std::string d = m_dir;
+  const std::string d = m_path;
   const Row rows[] = {
       {{{'d', 1000}}, {}},                         // equal is enough
       {{{'d', 1001}}, {{d, 1000, 1001}}},          // one byte more is short
@@ -179,9 +163,9 @@ TEST_F(DiskSpaceWatcherTest, ReportsTheShortEntriesOfEachPassInListOrder) {
     int directories = 0;
     for (const auto& [kind, required] : rows[i].entries) {
       directories += kind == 'd';
-      watcher->AddWatchedPath(kind == 'd' ? m_dir : kind == 'f' ? m_file : m_dir + "\\missing", required);
+      watcher->AddWatchedPath(kind == 'd' ? m_path : kind == 'f' ? m_file : m_path + "\\missing", required);
     }
-    if (directories == 0) watcher->AddWatchedPath(m_dir, 0);  // counts the passes, never short
+    if (directories == 0) watcher->AddWatchedPath(m_path, 0);  // counts the passes, never short
     RunQueriesThenPause(*watcher, 3 * std::max(directories, 1));
     const std::vector<Pass> passes = recorder.Passes();
     // No memory between passes: a shortfall comes in every one.
@@ -197,7 +181,7 @@ TEST_F(DiskSpaceWatcherTest, ChecksAtOnceThenOncePerPeriodOnItsNamedThread) {
   // An hour's period: the call can only come from the check made at once.
   SmartPtr<DiskSpaceWatcher> watcher(new DiskSpaceWatcher(recorder.Callback(), 3600));
   watcher->Pause();
-  watcher->AddWatchedPath(m_dir, 11);
+  watcher->AddWatchedPath(m_path, 11);
   watcher->Resume();
   ASSERT_TRUE(recorder.WaitCalls(1));
   EXPECT_EQ(recorder.Names(), std::set<std::wstring>{L"DiskSpaceWatcher"});
@@ -205,7 +189,7 @@ TEST_F(DiskSpaceWatcherTest, ChecksAtOnceThenOncePerPeriodOnItsNamedThread) {
   Recorder periodic;
   watcher = SmartPtr<DiskSpaceWatcher>(new DiskSpaceWatcher(periodic.Callback(), 1));
   watcher->Pause();
-  watcher->AddWatchedPath(m_dir, 11);
+  watcher->AddWatchedPath(m_path, 11);
   const ULONGLONG start = ::GetTickCount64();
   watcher->Resume();
   ASSERT_TRUE(periodic.WaitCalls(3));
@@ -221,18 +205,18 @@ TEST_F(DiskSpaceWatcherTest, ChecksAtOnceThenOncePerPeriodOnItsNamedThread) {
 }
 
 TEST_F(DiskSpaceWatcherTest, RemoveFindsTheFirstEntryIgnoringTheCaseOfItsFirst65535Characters) {
-  std::string upper = m_dir;
+  std::string upper = m_path;
   for (char& c : upper) c = static_cast<char>(::toupper(static_cast<unsigned char>(c)));
   // Trailing separators: a long text that still names the directory.
-  const std::string padded = m_dir + std::string(65535 - m_dir.size(), '\\');
+  const std::string padded = m_path + std::string(65535 - m_path.size(), '\\');
   struct Row {
     std::string added, removed;
     bool removes;
   };
   const Row rows[] = {
-      {m_dir, upper, true},
-      {upper, m_dir, true},
-      {m_dir, m_dir + "\\", false},
+      {m_path, upper, true},
+      {upper, m_path, true},
+      {m_path, m_path + "\\", false},
       {padded + "\\", padded + "x", true},             // the 65536th character is not compared
       {padded, padded.substr(0, 65534) + "x", false},  // the 65535th is
   };
@@ -243,7 +227,7 @@ TEST_F(DiskSpaceWatcherTest, RemoveFindsTheFirstEntryIgnoringTheCaseOfItsFirst65
     watcher->Pause();
     watcher->AddWatchedPath(rows[i].added, 1);
     watcher->AddWatchedPath(rows[i].added, 2);
-    watcher->AddWatchedPath(m_dir, 3);
+    watcher->AddWatchedPath(m_path, 3);
     watcher->RemoveWatchedPath(rows[i].removed);
     watcher->Resume();
     ASSERT_TRUE(recorder.WaitCalls(1)) << i;
@@ -266,15 +250,15 @@ TEST_F(DiskSpaceWatcherTest, TheCallbackMayChangeTheListAndPauseOrResumeItsWatch
       if (call != 1) return;
       watcher->ClearWatchedPaths();
       SmartPtr<ORV::Thread> other(
-          new ORV::Thread(L"other", ORV::MakeFunction([&](void*) { watcher->AddWatchedPath(m_dir, 7); })));
+          new ORV::Thread(L"other", ORV::MakeFunction([&](void*) { watcher->AddWatchedPath(m_path, 7); })));
       other->Run();
       EXPECT_TRUE(other->Join(kPatience));
     };
-    watcher->AddWatchedPath(m_dir, 5);
+    watcher->AddWatchedPath(m_path, 5);
     ASSERT_TRUE(recorder.WaitCalls(2));
     watcher->Pause();
-    EXPECT_EQ(recorder.Passes()[0], (Pass{{m_dir, 0, 5}}));
-    EXPECT_EQ(recorder.Passes()[1], (Pass{{m_dir, 0, 7}}));
+    EXPECT_EQ(recorder.Passes()[0], (Pass{{m_path, 0, 5}}));
+    EXPECT_EQ(recorder.Passes()[1], (Pass{{m_path, 0, 7}}));
   }
   // Pause from the callback: the worker ends without waiting for itself.
   {
@@ -285,7 +269,7 @@ TEST_F(DiskSpaceWatcherTest, TheCallbackMayChangeTheListAndPauseOrResumeItsWatch
       watcher->Pause();
       paused.Set();
     };
-    watcher->AddWatchedPath(m_dir, 1);
+    watcher->AddWatchedPath(m_path, 1);
     ASSERT_TRUE(paused.Wait(kPatience));
     EXPECT_TRUE(watcher->Paused());
     ASSERT_TRUE(orvtest::WaitThreadEnd(recorder.LastThread()));
@@ -302,7 +286,7 @@ TEST_F(DiskSpaceWatcherTest, TheCallbackMayChangeTheListAndPauseOrResumeItsWatch
       watcher->Pause();
       watcher->Resume();
     };
-    watcher->AddWatchedPath(m_dir, 1);
+    watcher->AddWatchedPath(m_path, 1);
     ASSERT_TRUE(recorder.WaitCalls(50));
     watcher->Pause();
     EXPECT_EQ(recorder.Threads(1).size(), 1u);
@@ -315,7 +299,7 @@ TEST_F(DiskSpaceWatcherTest, PauseStopsResumeRestartsAndAThrowingCallbackOnlyEnd
   g_free = 0;
   SmartPtr<DiskSpaceWatcher> watcher(new DiskSpaceWatcher(recorder.Callback(), 0));
   EXPECT_FALSE(watcher->Paused());
-  watcher->AddWatchedPath(m_dir, 1);
+  watcher->AddWatchedPath(m_path, 1);
   ASSERT_TRUE(recorder.WaitCalls(1));
   watcher->Pause();
   EXPECT_TRUE(watcher->Paused());
@@ -351,7 +335,7 @@ TEST_F(DiskSpaceWatcherTest, AThousandPauseResumeCyclesLeaveNothingBehind) {
   const orvtest::Resources before = orvtest::TakeResources();
   {
     SmartPtr<DiskSpaceWatcher> watcher(new DiskSpaceWatcher(recorder.Callback(), 3600));
-    watcher->AddWatchedPath(m_dir, 1);
+    watcher->AddWatchedPath(m_path, 1);
     for (int i = 0; i < 1000; ++i) {
       watcher->Pause();
       watcher->Resume();
@@ -365,11 +349,11 @@ TEST_F(DiskSpaceWatcherTest, AsksTheVolumeForItsFreeSpace) {
   Recorder recorder;
   SmartPtr<DiskSpaceWatcher> watcher(new DiskSpaceWatcher(recorder.Callback(), 3600));
   watcher->AddWatchedPath(m_file, ~0ull);
-  watcher->AddWatchedPath(m_dir, ~0ull);
+  watcher->AddWatchedPath(m_path, ~0ull);
   ASSERT_TRUE(recorder.WaitCalls(1));
   watcher.Reset();
   const Pass pass = recorder.Passes()[0];
   ASSERT_EQ(pass.size(), 1u);
-  EXPECT_EQ(pass[0].path, m_dir);
+  EXPECT_EQ(pass[0].path, m_path);
   EXPECT_GT(pass[0].available, 0u);
 }

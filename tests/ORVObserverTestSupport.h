@@ -1,14 +1,11 @@
 // What the observer and change-source tests share: a log of handler calls
-// that outlives the observer that writes it, an observer that writes it, and
-// a fresh directory per test, removed without recursion at the end (a handle
-// left open or a file left behind fails the test).
+// that outlives the observer that writes it, and an observer that writes it.
 #pragma once
 
 #include "win32.h"
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <functional>
 #include <string>
 #include <vector>
@@ -102,34 +99,5 @@ inline std::wstring Lowered(std::wstring text) {
     if (c >= L'A' && c <= L'Z') c = static_cast<wchar_t>(c - L'A' + L'a');
   return text;
 }
-
-class TempDirTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    wchar_t temp[MAX_PATH + 1];
-    const DWORD length = ::GetTempPathW(MAX_PATH + 1, temp);
-    static int serial = 0;
-    m_dir = std::wstring(temp, length) + L"ORVObs-" + std::to_wstring(::GetCurrentProcessId()) + L"-" +
-            std::to_wstring(::GetTickCount64()) + L"-" + std::to_wstring(++serial);
-    ASSERT_TRUE(::CreateDirectoryW(m_dir.c_str(), nullptr));
-  }
-
-  void TearDown() override {
-    EXPECT_TRUE(::RemoveDirectoryW(m_dir.c_str())) << "left behind or held open: " << ::GetLastError();
-  }
-
-  std::wstring P(const std::wstring& name) const { return m_dir + L"\\" + name; }
-
-  static void Write(const std::wstring& path, const char* bytes) {
-    const ORV::Handle file(
-        ::CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
-    ASSERT_TRUE(file) << ::GetLastError();
-    ::SetFilePointer(file.Get(), 0, nullptr, FILE_END);
-    DWORD written = 0;
-    ASSERT_TRUE(::WriteFile(file.Get(), bytes, static_cast<DWORD>(std::strlen(bytes)), &written, nullptr));
-  }
-
-  std::wstring m_dir;
-};
 
 }  // namespace orvtest

@@ -22,17 +22,6 @@ using ORV::SmartPtr;
 
 namespace {
 
-std::wstring ThreadName() {
-  using Call = HRESULT(WINAPI*)(HANDLE, PWSTR*);
-  const auto call = reinterpret_cast<Call>(
-      reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"kernel32.dll"), "GetThreadDescription")));
-  PWSTR text = nullptr;
-  if (call == nullptr || FAILED(call(::GetCurrentThread(), &text))) return L"";
-  std::wstring name(text);
-  ::LocalFree(text);
-  return name;
-}
-
 SmartPtr<ORV::Thread> Started(ORV::SmartPtr<ORV::Function> f) {
   SmartPtr<ORV::Thread> thread(new ORV::Thread(L"helper", f));
   thread->Run();
@@ -76,7 +65,7 @@ TEST_F(ObserverTest, DispatchesEachEventByKindAfterLookingAtTheDiskInArrivalOrde
   EventSemaphore inside(true, false), deleted(true, false);
   SmartPtr<Recorder> observer(new Recorder(log));
   observer->hook = [&](const Call& call) {
-    names.push_back(ThreadName());
+    names.push_back(CurrentThreadName());
     if (call.path == L"gate") {
       inside.Set();
       EXPECT_TRUE(deleted.Wait(kPatience));

@@ -1,6 +1,9 @@
 // What the thread and watcher tests share: whether they run under Wine, a
 // snapshot of the process's threads and handles to compare before and after
-// (nothing left behind), and a patience for waits that stands for "never".
+// (nothing left behind), a patience for waits that stands for "never", the
+// name the system gives the calling thread, and a fresh directory per test,
+// removed without recursion at the end (a handle left open or a file left
+// behind fails the test).
 #pragma once
 
 #include "win32.h"
@@ -10,6 +13,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
+#include <string>
 #include <vector>
 
 #include "ORVHandle.h"
@@ -20,6 +25,18 @@ namespace orvtest {
 constexpr unsigned long kPatience = 20000;
 
 inline bool UnderWine() { return ::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr; }
+
+/// GetThreadDescription of the calling thread; "" where the system lacks it.
+inline std::wstring CurrentThreadName() {
+  using Call = HRESULT(WINAPI*)(HANDLE, PWSTR*);
+  const auto call = reinterpret_cast<Call>(
+      reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"kernel32.dll"), "GetThreadDescription")));
+  PWSTR text = nullptr;
+  if (call == nullptr || FAILED(call(::GetCurrentThread(), &text))) return L"";
+  std::wstring name(text);
+  ::LocalFree(text);
+  return name;
+}
 
 /// Waits until the thread with this id has ended (true at once when it is gone).
 inline bool WaitThreadEnd(DWORD id) {
@@ -93,5 +110,44 @@ inline void ExpectNothingLeftBehind(const Resources& before) {
     EXPECT_EQ(after.processHandles, before.processHandles);
   }
 }
+
+class TempDirTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    wchar_t temp[MAX_PATH + 1];
+    const DWORD length = ::GetTempPathW(MAX_PATH + 1, temp);
+    static int serial = 0;
+    m_dir = std::wstring(temp, length) + L"ORVWatch-" + std::to_wstring(::GetCurrentProcessId()) + L"-" +
+            std::to_wstring(::GetTickCount64()) + L"-" + std::to_wstring(++serial);
+    ASSERT_TRUE(::CreateDirectoryW(m_dir.c_str(), nullptr));
+  }
+
+  void TearDown() override {
+    EXPECT_TRUE(::RemoveDirectoryW(m_dir.c_str())) << "left behind or held open: " << ::GetLastError();
+  }
+
+  std::wstring P(const std::wstring& name) const { return m_dir + L"\\" + name; }
+
+  /// Appends bytes to the file, creating it if need be.
+  static void Write(const std::wstring& path, const char* bytes) {
+    const ORV::Handle file(
+        ::CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+    ASSERT_TRUE(file) << ::GetLastError();
+    ::SetFilePointer(file.Get(), 0, nullptr, FILE_END);
+    DWORD written = 0;
+    ASSERT_TRUE(::WriteFile(file.Get(), bytes, static_cast<DWORD>(std::strlen(bytes)), &written, nullptr));
+  }
+
+  /// The text in the ANSI code page, for the narrow interfaces.
+  static std::string Narrow(const std::wstring& text) {
+    const int length = ::WideCharToMultiByte(CP_ACP, 0, text.c_str(), -1, nullptr, 0, nullptr, nullptr);
+    std::string narrow(static_cast<std::size_t>(length), '\0');
+    ::WideCharToMultiByte(CP_ACP, 0, text.c_str(), -1, narrow.data(), length, nullptr, nullptr);
+    narrow.pop_back();
+    return narrow;
+  }
+
+  std::wstring m_dir;
+};
 
 }  // namespace orvtest

@@ -21,18 +21,6 @@ namespace {
 
 using orvtest::kPatience;
 
-using GetThreadDescriptionCall = HRESULT(WINAPI*)(HANDLE, PWSTR*);
-
-std::wstring CurrentThreadDescription() {
-  const auto call = reinterpret_cast<GetThreadDescriptionCall>(
-      reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"kernel32.dll"), "GetThreadDescription")));
-  PWSTR text = nullptr;
-  if (call == nullptr || FAILED(call(::GetCurrentThread(), &text))) return L"<no GetThreadDescription>";
-  std::wstring result(text);
-  ::LocalFree(text);
-  return result;
-}
-
 SmartPtr<Thread> Started(const wchar* name, SmartPtr<Function> f, void* argument = nullptr,
                          SmartPtr<UnhandledExceptionFunction> onException = nullptr) {
   SmartPtr<Thread> thread(new Thread(name, f, argument, onException));
@@ -61,7 +49,7 @@ TEST(Thread, RunsItsFunctionUnderItsNameAndEndsWithItsResult) {
   void* seenArgument = nullptr;
   int marker = 0;
   SmartPtr<Thread> thread = Started(L"Worker \x263A", MakeFunction([&](void* argument) {
-                                      seenName = CurrentThreadDescription();
+                                      seenName = orvtest::CurrentThreadName();
                                       seenArgument = argument;
                                       return 42;
                                     }),
