@@ -1,11 +1,9 @@
-// What the observer and change-source tests share: a log of handler calls
-// that outlives the observer that writes it, and an observer that writes it.
+// What the observer and change-source tests share: a log of calls ("A:path"
+// FileAdded, "M:" FileModified, "D:" DirectoryAdded, "R:" PathRemoved, "L:"
+// a loss) that outlives the observer writing it, and that observer.
 #pragma once
 
-#include "win32.h"
-
-#include <gtest/gtest.h>
-
+#include <algorithm>
 #include <functional>
 #include <string>
 #include <vector>
@@ -17,36 +15,21 @@
 
 namespace orvtest {
 
-/// One handler call: 'A' FileAdded, 'M' FileModified, 'D' DirectoryAdded,
-/// 'R' PathRemoved, and the path as the handler got it.
-struct Call {
-  char handler;
-  std::wstring path;
-  bool operator==(const Call& o) const { return handler == o.handler && path == o.path; }
-};
-
-inline std::ostream& operator<<(std::ostream& out, const Call& call) {
-  return out << call.handler << ":" << std::string(call.path.begin(), call.path.end());
-}
-
 class Log {
  public:
-  void Add(const Call& call) {
+  void Add(const std::wstring& call) {
     {
       ORV::CriticalSectionLock lock(m_lock);
       m_calls.push_back(call);
     }
     m_changed.Set();
   }
-
-  std::vector<Call> Calls() {
+  std::vector<std::wstring> Calls() {
     ORV::CriticalSectionLock lock(m_lock);
     return m_calls;
   }
-
-  /// Waits until a call satisfies done (checked on every change).
-  template <class Done>
-  bool WaitUntil(Done done) {
+  /// Waits until done(calls) holds; false when it never came.
+  bool WaitUntil(const std::function<bool(const std::vector<std::wstring>&)>& done) {
     for (;;) {
       {
         ORV::CriticalSectionLock lock(m_lock);
@@ -55,38 +38,32 @@ class Log {
       if (!m_changed.Wait(kPatience)) return false;
     }
   }
-
-  bool WaitFor(char handler, const std::wstring& path) {
-    return WaitUntil([&](const std::vector<Call>& calls) {
-      for (const Call& c : calls)
-        if (c.handler == handler && c.path == path) return true;
-      return false;
-    });
+  bool WaitFor(const std::wstring& call) {
+    return WaitUntil([&](const auto& calls) { return std::find(calls.begin(), calls.end(), call) != calls.end(); });
   }
 
  private:
   ORV::CriticalSection m_lock{4000};
   ORV::EventSemaphore m_changed{false, false};
-  std::vector<Call> m_calls;
+  std::vector<std::wstring> m_calls;
 };
 
-/// Writes every handler call to a log; hook, set before events are posted,
-/// runs on the worker after the call is logged.
+/// Logs every handler call; hook, set before events are posted, follows on the worker.
 class Recorder : public ORVFile::ObserverCallInterface {
  public:
   explicit Recorder(Log& log, const ORV::SmartPtr<ORV::UnhandledExceptionFunction>& onException = nullptr)
       : ObserverCallInterface(onException), m_log(log) {}
 
-  std::function<void(const Call&)> hook;
+  std::function<void(const std::wstring& call)> hook;
 
-  void FileAdded(const ORVFile::WPath& path) override { Record('A', path); }
-  void FileModified(const ORVFile::WPath& path) override { Record('M', path); }
-  void DirectoryAdded(const ORVFile::WPath& path) override { Record('D', path); }
-  void PathRemoved(const ORVFile::WPath& path) override { Record('R', path); }
+  void FileAdded(const ORVFile::WPath& path) override { Record(L"A:", path); }
+  void FileModified(const ORVFile::WPath& path) override { Record(L"M:", path); }
+  void DirectoryAdded(const ORVFile::WPath& path) override { Record(L"D:", path); }
+  void PathRemoved(const ORVFile::WPath& path) override { Record(L"R:", path); }
 
  private:
-  void Record(char handler, const ORVFile::WPath& path) {
-    const Call call{handler, path.FullPath()};
+  void Record(const wchar_t* handler, const ORVFile::WPath& path) {
+    const std::wstring call = handler + path.FullPath();
     m_log.Add(call);
     if (hook) hook(call);
   }

@@ -1,9 +1,7 @@
-// What the thread and watcher tests share: whether they run under Wine, a
-// snapshot of the process's threads and handles to compare before and after
-// (nothing left behind), a patience for waits that stands for "never", the
-// name the system gives the calling thread, and a fresh directory per test,
-// removed without recursion at the end (a handle left open or a file left
-// behind fails the test).
+// What the thread and watcher tests share: Wine detection, a snapshot of the
+// process's threads and handles (nothing may be left behind), the calling
+// thread's system name, and a fresh directory per test, removed without
+// recursion at the end (a handle left open or a file left behind fails).
 #pragma once
 
 #include "win32.h"
@@ -21,16 +19,18 @@
 
 namespace orvtest {
 
-/// Milliseconds: a wait that runs out means the awaited thing never came.
-constexpr unsigned long kPatience = 20000;
+constexpr unsigned long kPatience = 20000;  // ms: a wait that runs out means "never"
 
 inline bool UnderWine() { return ::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr; }
 
+template <class Call>
+Call Export(const wchar_t* module, const char* name) {
+  return reinterpret_cast<Call>(reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(module), name)));
+}
+
 /// GetThreadDescription of the calling thread; "" where the system lacks it.
 inline std::wstring CurrentThreadName() {
-  using Call = HRESULT(WINAPI*)(HANDLE, PWSTR*);
-  const auto call = reinterpret_cast<Call>(
-      reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"kernel32.dll"), "GetThreadDescription")));
+  const auto call = Export<HRESULT(WINAPI*)(HANDLE, PWSTR*)>(L"kernel32.dll", "GetThreadDescription");
   PWSTR text = nullptr;
   if (call == nullptr || FAILED(call(::GetCurrentThread(), &text))) return L"";
   std::wstring name(text);
@@ -38,7 +38,6 @@ inline std::wstring CurrentThreadName() {
   return name;
 }
 
-/// Waits until the thread with this id has ended (true at once when it is gone).
 inline bool WaitThreadEnd(DWORD id) {
   const ORV::Handle thread(::OpenThread(SYNCHRONIZE, FALSE, id));
   return !thread || ::WaitForSingleObject(thread.Get(), kPatience) == WAIT_OBJECT_0;
@@ -46,57 +45,35 @@ inline bool WaitThreadEnd(DWORD id) {
 
 struct Resources {
   DWORD processHandles = 0;  // GetProcessHandleCount
-  int listedHandles = 0;     // this process's entries in the system handle table
+  int listedHandles = 0;     // this process's rows of the system handle table
   int threads = 0;
 };
-
-inline int ThreadCount() {
-  const ORV::Handle snapshot(::CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0));
-  THREADENTRY32 entry{};
-  entry.dwSize = sizeof entry;
-  int count = 0;
-  for (BOOL more = ::Thread32First(snapshot.Get(), &entry); more; more = ::Thread32Next(snapshot.Get(), &entry))
-    count += entry.th32OwnerProcessID == ::GetCurrentProcessId();
-  return count;
-}
-
-// SystemExtendedHandleInformation (64): the handle table that Process
-// Explorer reads; it counts under Wine too.
-inline int ListedHandleCount() {
-  struct Entry {
-    void* object;
-    ULONG_PTR processId;
-    ULONG_PTR handle;
-    ULONG access;
-    USHORT creatorBackTrace, objectType;
-    ULONG attributes, reserved;
-  };
-  struct Table {
-    ULONG_PTR count, reserved;
-    Entry entries[1];
-  };
-  using Query = NTSTATUS(WINAPI*)(ULONG, void*, ULONG, ULONG*);
-  const auto query = reinterpret_cast<Query>(
-      reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "NtQuerySystemInformation")));
-  std::vector<ULONG_PTR> buffer(1 << 17);
-  ULONG length = 0;
-  NTSTATUS status;
-  const ULONG kLengthMismatch = 0xC0000004;
-  while ((status = query(64, buffer.data(), static_cast<ULONG>(buffer.size() * sizeof(ULONG_PTR)), &length)) ==
-         static_cast<NTSTATUS>(kLengthMismatch))
-    buffer.resize(buffer.size() * 2);
-  if (status != 0) return -1;
-  const Table& table = *reinterpret_cast<const Table*>(buffer.data());
-  int count = 0;
-  for (ULONG_PTR i = 0; i < table.count; ++i) count += table.entries[i].processId == ::GetCurrentProcessId();
-  return count;
-}
 
 inline Resources TakeResources() {
   Resources r;
   ::GetProcessHandleCount(::GetCurrentProcess(), &r.processHandles);
-  r.listedHandles = ListedHandleCount();
-  r.threads = ThreadCount();
+  // SystemExtendedHandleInformation (64): rows of {object, process id, handle, ...}.
+  struct Row {
+    void* object;
+    ULONG_PTR processId, handle;
+    ULONG access;
+    USHORT backTrace, type;
+    ULONG attributes, reserved;
+  };
+  const auto query = Export<NTSTATUS(WINAPI*)(ULONG, void*, ULONG, ULONG*)>(L"ntdll.dll", "NtQuerySystemInformation");
+  std::vector<ULONG_PTR> table(1 << 17);
+  ULONG length = 0;
+  while (query(64, table.data(), static_cast<ULONG>(table.size() * sizeof(ULONG_PTR)), &length) ==
+         static_cast<NTSTATUS>(0xC0000004))  // length mismatch
+    table.resize(table.size() * 2);
+  const Row* rows = reinterpret_cast<const Row*>(table.data() + 2);
+  for (ULONG_PTR i = 0; i < table[0]; ++i) r.listedHandles += rows[i].processId == ::GetCurrentProcessId();
+
+  const ORV::Handle snapshot(::CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0));
+  THREADENTRY32 entry{};
+  entry.dwSize = sizeof entry;
+  for (BOOL more = ::Thread32First(snapshot.Get(), &entry); more; more = ::Thread32Next(snapshot.Get(), &entry))
+    r.threads += entry.th32OwnerProcessID == ::GetCurrentProcessId();
   return r;
 }
 
@@ -104,8 +81,8 @@ inline void ExpectNothingLeftBehind(const Resources& before) {
   const Resources after = TakeResources();
   EXPECT_EQ(after.threads, before.threads);
   EXPECT_EQ(after.listedHandles, before.listedHandles);
-  // Wine 8 does not implement GetProcessHandleCount: it answers 0 whatever
-  // is open, so only the handle table above counts there.
+  // Wine 8 does not implement GetProcessHandleCount (it answers 0 whatever
+  // is open): there only the handle table above counts.
   if (!UnderWine()) {
     EXPECT_EQ(after.processHandles, before.processHandles);
   }
@@ -121,30 +98,25 @@ class TempDirTest : public ::testing::Test {
             std::to_wstring(::GetTickCount64()) + L"-" + std::to_wstring(++serial);
     ASSERT_TRUE(::CreateDirectoryW(m_dir.c_str(), nullptr));
   }
-
-  void TearDown() override {
-    EXPECT_TRUE(::RemoveDirectoryW(m_dir.c_str())) << "left behind or held open: " << ::GetLastError();
-  }
+  void TearDown() override { EXPECT_TRUE(::RemoveDirectoryW(m_dir.c_str())) << "left behind: " << ::GetLastError(); }
 
   std::wstring P(const std::wstring& name) const { return m_dir + L"\\" + name; }
 
   /// Appends bytes to the file, creating it if need be.
   static void Write(const std::wstring& path, const char* bytes) {
-    const ORV::Handle file(
-        ::CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
-    ASSERT_TRUE(file) << ::GetLastError();
-    ::SetFilePointer(file.Get(), 0, nullptr, FILE_END);
+    const ORV::Handle file(::CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_ALWAYS, 0, nullptr));
     DWORD written = 0;
-    ASSERT_TRUE(::WriteFile(file.Get(), bytes, static_cast<DWORD>(std::strlen(bytes)), &written, nullptr));
+    ASSERT_TRUE(::SetFilePointer(file.Get(), 0, nullptr, FILE_END) != INVALID_SET_FILE_POINTER &&
+                ::WriteFile(file.Get(), bytes, static_cast<DWORD>(std::strlen(bytes)), &written, nullptr))
+        << ::GetLastError();
   }
 
-  /// The text in the ANSI code page, for the narrow interfaces.
+  /// In the ANSI code page, for the narrow interfaces.
   static std::string Narrow(const std::wstring& text) {
-    const int length = ::WideCharToMultiByte(CP_ACP, 0, text.c_str(), -1, nullptr, 0, nullptr, nullptr);
-    std::string narrow(static_cast<std::size_t>(length), '\0');
-    ::WideCharToMultiByte(CP_ACP, 0, text.c_str(), -1, narrow.data(), length, nullptr, nullptr);
-    narrow.pop_back();
-    return narrow;
+    char narrow[4 * MAX_PATH];
+    const int length = ::WideCharToMultiByte(CP_ACP, 0, text.c_str(), static_cast<int>(text.size()), narrow,
+                                             sizeof narrow, nullptr, nullptr);
+    return std::string(narrow, static_cast<std::size_t>(length));
   }
 
   std::wstring m_dir;
