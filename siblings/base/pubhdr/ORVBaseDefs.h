@@ -8,6 +8,8 @@
 #define ORV_BASE_API __declspec(dllimport)
 #endif
 
+/// The base, core, thread, charset and memory libraries of the family
+/// (ORVBase160NT, ORV160NT, ORVThread160NT, ORVCharset160NT, ORVMem160NT).
 namespace ORV {
 
 /// The UTF-16 code unit of Windows: all wide text of the family is made of it.

@@ -1,6 +1,4 @@
-// ToLower: the family's case folding, unit by unit, as Windows folds case
-// (CharLowerBuff): wide text by the system's Unicode tables, narrow text in
-// the ANSI code page. A unit that has no lower-case form stays as it is.
+// The family's case folding.
 #pragma once
 
 #include <string>
@@ -9,9 +7,14 @@
 
 namespace ORV {
 
+///@{
+/// The family's case folding, unit by unit, as Windows folds case
+/// (CharLowerBuff): wide text by the system's Unicode tables, narrow text in
+/// the ANSI code page. A unit that has no lower-case form stays as it is.
 ORV_BASE_API char ToLower(char unit);
 ORV_BASE_API wchar ToLower(wchar unit);
 ORV_BASE_API std::string ToLower(std::string text);
 ORV_BASE_API std::wstring ToLower(std::wstring text);
+///@}
 
 }  // namespace ORV
