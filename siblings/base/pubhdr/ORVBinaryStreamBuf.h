@@ -61,18 +61,18 @@ class ORV_BASE_API BinaryStreamBuf {
 
   // The virtual operations, in this order (their slot order is part of the
   // family's binary interface: do not reorder or insert).
-  virtual std::uint32_t vPut(const void* data, std::uint32_t count) = 0;  ///< bytes taken
-  virtual std::uint32_t vTellP() = 0;                                     ///< the put position
+  virtual std::uint32_t vPut(const void* data, std::uint32_t count) = 0;       ///< bytes taken
+  virtual std::uint32_t vTellP() = 0;                                          ///< the put position
   virtual std::uint32_t vSeekP(std::int32_t offset, Direction direction) = 0;  ///< new put position
   virtual std::uint32_t vGet(void* dest, std::uint32_t count) = 0;             ///< bytes delivered, fewer at the end
   virtual std::uint32_t vTellG() = 0;  ///< the medium's get position (look-ahead not counted back)
   virtual std::uint32_t vSeekG(std::int32_t offset, Direction direction) = 0;  ///< new get position
-  virtual void vFlush() = 0;  ///< hands buffered bytes to the medium
-  virtual void vClear() = 0;        ///< size and both positions to 0
-  virtual void vClearMemory() = 0;  ///< as vClear, and gives memory back
-  virtual void vClearEnd() = 0;     ///< size becomes the put position
-  virtual std::uint32_t vSize() = 0;  ///< bytes held
-  virtual bool vEndOfFile() = 0;  ///< get position has reached the size
+  virtual void vFlush() = 0;                                                   ///< hands buffered bytes to the medium
+  virtual void vClear() = 0;                                                   ///< size and both positions to 0
+  virtual void vClearMemory() = 0;                                             ///< as vClear, and gives memory back
+  virtual void vClearEnd() = 0;                                                ///< size becomes the put position
+  virtual std::uint32_t vSize() = 0;                                           ///< bytes held
+  virtual bool vEndOfFile() = 0;                                               ///< get position has reached the size
   ///@{
   /// Append up to count bytes read at the get position; return the bytes
   /// consumed. The defaults loop over vGet. For the UTF-16 form count is in

@@ -1,21 +1,24 @@
-// Function: a counted function object of one untyped pointer argument, what
-// a Thread runs and what the watchers of ORVFile160NT call back.
-// MemberFunction calls a member of an object; MakeFunction wraps any callable
-// (a lambda). UnhandledExceptionFunction: where a Thread sends an exception
-// that left its function (see ORVThread.h); MakeUnhandledExceptionFunction
-// wraps a callable.
-//
-//   SmartPtr<Function> f = MakeFunction([&](void* arg) { ... });
-//   SmartPtr<Function> g(new MemberFunction<Watcher>(*this, &Watcher::Loop));
-//
-// Ownership: the objects are counted (RefCounted) and created with new; the
-// SmartPtrs that hold them decide their life. A MemberFunction borrows its
-// object: the object must outlive every call (the watchers join their worker
-// before they go). The callables are copied into the function object.
-//
-// Threads: a function object may be called on any thread; whether two calls
-// may overlap is its author's business. The templates are header-only by
-// design: they are instantiated in the caller's module.
+/// \class ORV::Function
+/// Function: a counted function object of one untyped pointer argument, what
+/// a Thread runs and what the watchers of ORVFile160NT call back.
+/// MemberFunction calls a member of an object; MakeFunction wraps any callable
+/// (a lambda). UnhandledExceptionFunction: where a Thread sends an exception
+/// that left its function (see ORVThread.h); MakeUnhandledExceptionFunction
+/// wraps a callable.
+///
+/// \code
+///   SmartPtr<Function> f = MakeFunction([&](void* arg) { ... });
+///   SmartPtr<Function> g(new MemberFunction<Watcher>(*this, &Watcher::Loop));
+/// \endcode
+///
+/// Ownership: the objects are counted (RefCounted) and created with new; the
+/// SmartPtrs that hold them decide their life. A MemberFunction borrows its
+/// object: the object must outlive every call (the watchers join their worker
+/// before they go). The callables are copied into the function object.
+///
+/// Threads: a function object may be called on any thread; whether two calls
+/// may overlap is its author's business. The templates are header-only by
+/// design: they are instantiated in the caller's module.
 #pragma once
 
 #include <exception>
@@ -40,11 +43,14 @@ class ORV_THREAD_API Function : public RefCounted {
   ~Function() override;
 };
 
+/// Calls member on a borrowed object, which must outlive every call.
 template <class T>
 class MemberFunction final : public Function {
  public:
+  /// The member called: unsigned long T::member(void* argument).
   using Member = unsigned long (T::*)(void*);
 
+  /// Borrows object; calls go to (object.*member)(argument).
   MemberFunction(T& object, Member member) noexcept : m_object(object), m_member(member) {}
 
   unsigned long operator()(void* argument) override { return (m_object.*m_member)(argument); }
@@ -58,6 +64,7 @@ class MemberFunction final : public Function {
 template <class F>
 class CallableFunction final : public Function {
  public:
+  /// Keeps its own copy of callable.
   explicit CallableFunction(F callable) : m_callable(std::move(callable)) {}
 
   unsigned long operator()(void* argument) override {
@@ -73,11 +80,13 @@ class CallableFunction final : public Function {
   F m_callable;
 };
 
+/// A counted Function over a copy of callable (see CallableFunction).
 template <class F>
 SmartPtr<Function> MakeFunction(F callable) {
   return SmartPtr<Function>(new CallableFunction<F>(std::move(callable)));
 }
 
+/// Where a Thread sends an exception that left its function (see Thread).
 class ORV_THREAD_API UnhandledExceptionFunction : public RefCounted {
  public:
   /// Runs on the thread whose function error left, before that thread ends.
@@ -93,6 +102,7 @@ class ORV_THREAD_API UnhandledExceptionFunction : public RefCounted {
 template <class F>
 class CallableUnhandledExceptionFunction final : public UnhandledExceptionFunction {
  public:
+  /// Keeps its own copy of callable.
   explicit CallableUnhandledExceptionFunction(F callable) : m_callable(std::move(callable)) {}
 
   void operator()(const std::wstring& threadName, const std::exception_ptr& error) override {
@@ -103,6 +113,7 @@ class CallableUnhandledExceptionFunction final : public UnhandledExceptionFuncti
   F m_callable;
 };
 
+/// A counted UnhandledExceptionFunction over a copy of callable.
 template <class F>
 SmartPtr<UnhandledExceptionFunction> MakeUnhandledExceptionFunction(F callable) {
   return SmartPtr<UnhandledExceptionFunction>(new CallableUnhandledExceptionFunction<F>(std::move(callable)));
