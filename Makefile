@@ -5,10 +5,12 @@
 #   make check  build with library assertions and the trapping UB sanitizer, run the suite
 # and one for speed:
 #   make bench  build the release preset, run the benchmarks under Wine, write bench/results.md
+# and one for the API documentation:
+#   make docs   install Doxygen if missing, write build/docs/html/index.html from the public headers
 
 MAKEFLAGS += --no-print-directory
 
-.PHONY: all deps demo test check bench build-release build-checked clean
+.PHONY: all deps demo test check bench docs build-release build-checked clean
 
 all: build-release
 
@@ -35,6 +37,11 @@ check: build-checked
 
 bench: build-release
 	cmake --build --preset release --target bench
+
+# Doxygen is needed only here, so the build's package list leaves it out.
+docs:
+	@cmake/ensure-deps doxygen
+	doxygen docs/Doxyfile
 
 clean:
 	rm -rf build
