@@ -1,46 +1,51 @@
-// Config: an application's settings store in memory. Named sections hold
-// named keys, each with a text value and a flag that tells a default from a
-// value of the application's own:
-//
-//   section  ->  key  ->  (value, isDefault)
-//
-// Section and key names are compared case-insensitively (WNoCase): "[Main]"
-// and "[MAIN]" are one section, and a name keeps the spelling it was first
-// stored with. Maps iterate in WNoCase order. A persistent form derives from
-// this class and overrides Save (ORVFile's ConfigFile writes INI files).
-//
-// How the operations treat defaults, as users of a settings store expect:
-//   - Defaults lie under values. LoadDefault installs defaults; a key that
-//     already holds a value of its own keeps it, a key without one shows the
-//     default (flag true). A later LoadDefault replaces earlier defaults.
-//   - SetValue always stores a value of the application's own (flag false),
-//     also when it equals the default: a value the user pinned survives a
-//     change of the defaults in a later version.
-//   - RemoveKey and RemoveSection remove values of the application's own;
-//     what had a default shows the default again.
-//   - Merge lays another map over this one: its own values overwrite, its
-//     defaults only fill keys that hold nothing yet (a default never
-//     overwrites a value), and its sections are created, empty ones included.
-//   - FindDefaults lists the keys of a section that show a default. A saving
-//     class leaves them out of its file, so that loading the file again with
-//     the same defaults gives back this very store. A section that holds only
-//     defaults is therefore not written either; a section with no keys at all
-//     is written, empty.
-// Stored values never hold "\r": SetValue, LoadDefault and Merge turn "\r\n"
-// and a lone "\r" into "\n", the separator of a value of several lines.
-//
-// The store also keeps a reference copy of its values (SetReference, taken by
-// a loader after loading and after each save): IsModified tells whether the
-// values have changed since.
-//
-// Ownership: a value type. A copy, and the reference copy, share the values
-// with the original until one of them changes (copy on write), so copying
-// and taking the reference cost nothing; the first change after either
-// copies the map once. Objects may also be shared through SmartPtr (the count
-// is RefCounted's, interlocked): a loader takes its defaults as
-// SmartPtrToConst<Config>. Not locked: one thread at a time may change a
-// store; const calls from several threads at once are safe, and so are
-// copies used on different threads.
+/// \class ORV::Config
+/// Config: an application's settings store in memory. Named sections hold
+/// named keys, each with a text value and a flag that tells a default from a
+/// value of the application's own:
+///
+/// \code
+///   section  ->  key  ->  (value, isDefault)
+/// \endcode
+///
+/// Section and key names are compared case-insensitively (WNoCase): "[Main]"
+/// and "[MAIN]" are one section, and a name keeps the spelling it was first
+/// stored with. Maps iterate in WNoCase order. A persistent form derives from
+/// this class and overrides Save (ORVFile's ConfigFile writes INI files).
+///
+/// How the operations treat defaults, as users of a settings store expect:
+/// \code
+///   - Defaults lie under values. LoadDefault installs defaults; a key that
+///     already holds a value of its own keeps it, a key without one shows the
+///     default (flag true). A later LoadDefault replaces earlier defaults.
+///   - SetValue always stores a value of the application's own (flag false),
+///     also when it equals the default: a value the user pinned survives a
+///     change of the defaults in a later version.
+///   - RemoveKey and RemoveSection remove values of the application's own;
+///     what had a default shows the default again.
+///   - Merge lays another map over this one: its own values overwrite, its
+///     defaults only fill keys that hold nothing yet (a default never
+///     overwrites a value), and its sections are created, empty ones included.
+///   - FindDefaults lists the keys of a section that show a default. A saving
+///     class leaves them out of its file, so that loading the file again with
+///     the same defaults gives back this very store. A section that holds only
+///     defaults is therefore not written either; a section with no keys at all
+///     is written, empty.
+/// \endcode
+/// Stored values never hold `"\r":` SetValue, LoadDefault and Merge turn `"\r\n"`
+/// and a lone `"\r"` into `"\n",` the separator of a value of several lines.
+///
+/// The store also keeps a reference copy of its values (SetReference, taken by
+/// a loader after loading and after each save): IsModified tells whether the
+/// values have changed since.
+///
+/// Ownership: a value type. A copy, and the reference copy, share the values
+/// with the original until one of them changes (copy on write), so copying
+/// and taking the reference cost nothing; the first change after either
+/// copies the map once. Objects may also be shared through SmartPtr (the count
+/// is RefCounted's, interlocked): a loader takes its defaults as
+/// `SmartPtrToConst<Config>.` Not locked: one thread at a time may change a
+/// store; const calls from several threads at once are safe, and so are
+/// copies used on different threads.
 #pragma once
 
 #include <map>
@@ -60,7 +65,9 @@ class ORV_CORE_API Config : public RefCounted {
  public:
   /// The text and whether it is a default.
   using Value = std::pair<std::wstring, bool>;
+  /// The keys of one section.
   using Keys = std::map<std::wstring, Value, WNoCase>;
+  /// Every section.
   using Map = std::map<std::wstring, Keys, WNoCase>;
 
   /// The root of the store's failures. As in the FileException family, a
@@ -68,12 +75,18 @@ class ORV_CORE_API Config : public RefCounted {
   /// assignment carries the text, the type name and the shared MessageInfo.
   class ORV_CORE_API ConfigException : public Exception {
    public:
+    /// The type name the exception carries.
     static const char* ClassName() noexcept { return "ConfigException"; }
 
+    /// A failure told by its text alone (Save of the plain store).
     explicit ConfigException(const std::wstring& text);
+    /// A failure described by a catalogue record.
     ConfigException(const SmartPtr<MessageInfo>& info, const char* typeName);
+    ///@{
+    /// See the copying rule above.
     ConfigException(const ConfigException& other);
     ConfigException& operator=(const ConfigException& other);
+    ///@}
     ~ConfigException() override;
 
     BaseException* Copy() const override;
@@ -101,22 +114,27 @@ class ORV_CORE_API Config : public RefCounted {
 
 #undef ORV_CONFIG_DEFINE_EXCEPTION
 
+  /// Empty and unmodified.
   Config();
-  /// values as they stand, flags included, "\r" normalised; they are also
+  /// values as they stand, flags included, `"\r"` normalised; they are also
   /// the reference copy, so the store starts unmodified.
   explicit Config(Map values);
+  /// Shares other's values until either changes; the reference copy too.
   Config(const Config& other);
   /// Strong guarantee: on a throw this store is unchanged.
   Config& operator=(const Config& other);
   ~Config() override;
 
+  /// True when the section exists (it may be empty).
   bool HasSection(const std::wstring& section) const;
+  /// True when the key shows a value or a default.
   bool HasKey(const std::wstring& section, const std::wstring& key) const;
   /// The value, or fallback when the key is absent.
   std::wstring GetValue(const std::wstring& section, const std::wstring& key,
                         const std::wstring& fallback = std::wstring()) const;
   /// True when the key shows a default.
   bool IsDefault(const std::wstring& section, const std::wstring& key) const;
+  /// What the store shows: values, and defaults where no value hides them.
   const Map& Values() const;
   /// Every default installed, also those a value of the application hides.
   const Map& Defaults() const;
@@ -149,7 +167,7 @@ class ORV_CORE_API Config : public RefCounted {
 
  protected:
   /// Takes values as this store's values, flags as given. They must hold no
-  /// "\r" (a loader's lines never do): nothing is normalised here, so that
+  /// `"\r"` (a loader's lines never do): nothing is normalised here, so that
   /// loading does not walk every value once more.
   void SetValues(Map values);
   /// Records the values as the reference copy.

@@ -1,18 +1,21 @@
-// FastVector<T>: a growable array of small trivially copyable values (byte
-// pointers, offsets) for code that appends one at a time and never inserts.
-// Growth copies the values with memcpy into a new block and frees the old
-// one; what the values point to is never touched, so a pointer held in the
-// array stays valid across growth.
-//
-// Growth rule, from a full array of n values: n * 2.0 while n is below 257,
-// n * 1.25 from 257 on, computed in floating point and truncated, and at
-// least 16:
-//   0 -> 16 -> 32 -> ... -> 256 -> 512 -> 640 -> 800 -> 1000 -> 1250 -> 1562
-// Removing values (Truncate, Clear) keeps the capacity.
-//
-// The array owns its block, not what the values point to. One thread at a
-// time. Header-only by design: a template over the caller's value type, with
-// nothing for the core library's DLL to export.
+/// \class ORV::FastVector
+/// `FastVector<T>:` a growable array of small trivially copyable values (byte
+/// pointers, offsets) for code that appends one at a time and never inserts.
+/// Growth copies the values with memcpy into a new block and frees the old
+/// one; what the values point to is never touched, so a pointer held in the
+/// array stays valid across growth.
+///
+/// Growth rule, from a full array of n values: n * 2.0 while n is below 257,
+/// n * 1.25 from 257 on, computed in floating point and truncated, and at
+/// least 16:
+/// \code
+///   0 -> 16 -> 32 -> ... -> 256 -> 512 -> 640 -> 800 -> 1000 -> 1250 -> 1562
+/// \endcode
+/// Removing values (Truncate, Clear) keeps the capacity.
+///
+/// The array owns its block, not what the values point to. One thread at a
+/// time. Header-only by design: a template over the caller's value type, with
+/// nothing for the core library's DLL to export.
 #pragma once
 
 #include <cstddef>
@@ -29,9 +32,12 @@ class FastVector {
                 "FastVector moves its values with memcpy");
 
  public:
+  /// The smallest capacity the array grows to.
   static constexpr std::size_t kMinCapacity = 16;
+  /// From this many values on, growth is by 1.25 instead of 2.
   static constexpr std::size_t kSmallLimit = 257;
 
+  /// Empty, with no block.
   FastVector() noexcept = default;
   FastVector(const FastVector&) = delete;
   FastVector& operator=(const FastVector&) = delete;
@@ -43,10 +49,15 @@ class FastVector {
     return grown < kMinCapacity ? kMinCapacity : grown;
   }
 
+  /// Values held.
   std::size_t Size() const noexcept { return m_size; }
+  /// Values the block holds before it must grow.
   std::size_t Capacity() const noexcept { return m_capacity; }
+  ///@{
+  /// The value at index, unchecked (index below Size()).
   T& operator[](std::size_t index) noexcept { return m_values[index]; }
   const T& operator[](std::size_t index) const noexcept { return m_values[index]; }
+  ///@}
 
   /// May throw std::bad_alloc, leaving the array as it was.
   void PushBack(T value) {
@@ -55,6 +66,7 @@ class FastVector {
   }
   /// Keeps the first count values (count at most Size()).
   void Truncate(std::size_t count) noexcept { m_size = count; }
+  /// Removes every value; the capacity stays.
   void Clear() noexcept { m_size = 0; }
 
  private:
