@@ -1,20 +1,23 @@
-// AdvSearchOptions: the filter of a directory listing beyond the name
-// pattern. An entry passes when its size, its three times and its attributes
-// all lie within the bounds held here; every bound is inclusive.
-//
-//   AdvSearchOptions onlyDirectories;
-//   onlyDirectories.SetAttrib(FILE_ATTRIBUTE_DIRECTORY, FILE_ATTRIBUTE_DIRECTORY);
-//   dir.GetFileList(found, L"*", true, onlyDirectories);
-//
-// The default object passes everything a listing can meet: sizes 0 to
-// 2^64-1, times from 1970-01-01 to 2147397247 (one day below the end of
-// signed 32-bit Unix time) and any attributes (mask 0, value 0).
-//
-// Times are held as signed 32-bit Unix times: a bound given beyond that range
-// is clamped to its end. Sizes are compared as the listing reports them, on
-// the low 32 bits of a file's size (a 5 GiB file counts as 1 GiB).
-//
-// A value type; share a const object between threads freely.
+/// \class ORVFile::AdvSearchOptions
+/// AdvSearchOptions: the filter of a directory listing beyond the name
+/// pattern. An entry passes when its size, its three times and its attributes
+/// all lie within the bounds held here; every bound is inclusive.
+///
+/// ~~~
+///   AdvSearchOptions onlyDirectories;
+///   onlyDirectories.SetAttrib(FILE_ATTRIBUTE_DIRECTORY, FILE_ATTRIBUTE_DIRECTORY);
+///   dir.GetFileList(found, L"*", true, onlyDirectories);
+/// ~~~
+///
+/// The default object passes everything a listing can meet: sizes 0 to
+/// 2^64-1, times from 1970-01-01 to 2147397247 (one day below the end of
+/// signed 32-bit Unix time) and any attributes (mask 0, value 0).
+///
+/// Times are held as signed 32-bit Unix times: a bound given beyond that range
+/// is clamped to its end. Sizes are compared as the listing reports them, on
+/// the low 32 bits of a file's size (a 5 GiB file counts as 1 GiB).
+///
+/// A value type; share a const object between threads freely.
 #pragma once
 
 #include <cstdint>

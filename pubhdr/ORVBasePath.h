@@ -186,10 +186,10 @@ class BasicPath : public BasePath {
 
   /// The parts the runtime's _splitpath finds; a part that is not there is "":
   /// ~~~
-  ///   "C:\a\b.txt"   FileName "b.txt"  FileExtension ".txt"  Directory "C:\a\"
+  ///   `"C:\a\b.txt"`   FileName "b.txt"  FileExtension ".txt"  Directory `"C:\a\"`
   ///   "b"            FileName "b"      FileExtension ""      Directory ""
   ///   "C:b.tar.gz"   FileName "b.tar.gz"  FileExtension ".gz"  Directory "C:"
-  ///   "C:\a\.cfg"    FileName ".cfg"   FileExtension ".cfg"  Directory "C:\a\"
+  ///   `"C:\a\.cfg"`    FileName ".cfg"   FileExtension ".cfg"  Directory `"C:\a\"`
   /// ~~~
   ///@{
   String FileName() const;

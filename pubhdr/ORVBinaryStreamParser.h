@@ -1,86 +1,113 @@
-// BinaryStreamParser: a forward-only tokenising reader over any
-// BinaryStreamBuf. It reads the buffer in blocks of 4096 bytes into a block of
-// its own and moves a cursor through it: to a byte or a keyword, beyond a
-// keyword, until a byte of a set, until a byte that is not in a set, or by a
-// count. What a fetch passes over can be kept in the keyword buffer (4096
-// bytes, the overflow tail in the 128-byte unsaved data), in the record buffer
-// (record fetching) and in a caller's shared MemoryBuffer (the FetchInto forms).
-//
-//   MemoryBuffer text("key = value\nnext", 16);
-//   BinaryStreamParser parser(text, false);
-//   std::string key;
-//   parser.FetchTo('=', key);          // key == "key ", cursor on '='
-//   parser.Fetch(1, false, false);     // step over it
-//   parser.FetchUntilNot(" ", false);  // cursor on 'v'
-//   parser.FetchTo('\n', key);         // key == "value"
-//
-// Fetches return false when the data ends before the target, with what they
-// passed over kept as on success and the cursor at the end of the data. The
-// target itself is never consumed: the cursor rests on the byte found, or on
-// the LAST byte of a keyword (so that FetchBeyond's one-byte step lands just
-// past it). Case folding is ASCII only. A keyword's first byte is compared as
-// the case flag says, its other bytes always case-insensitively:
-//   case-sensitive parser, FetchBeyond("ab")   finds "aB", skips "Ab".
-//
-// Decisions taken where the design left the choice:
-// - Keywords across blocks. A keyword is found wherever the blocks end and
-//   however few bytes each read delivers. When a possible match runs into the
-//   block end, its bytes (at most the keyword length - 1) are kept in front of
-//   the next 4096-byte read and the search resumes AT that match, so a failed
-//   match still lets a keyword start inside it or at the next block's first
-//   byte. A keyword longer than 4096 bytes keeps its partial match in a heap
-//   area while it lasts; all others allocate nothing.
-// - What is recorded. Every byte a fetch passes over goes to the keyword
-//   buffer (when kept), the record buffer (when on) and `into`, except the
-//   bytes of a partial match that had to be kept over a refill: those are
-//   never recorded, whether the match then succeeds or fails (the first byte
-//   of the next block, where such a failed match is noticed, is recorded like
-//   any other byte passed over). A fetch that ends inside a partial match at
-//   the end of the data does not record that partial match either.
-// - Keyword appends happen once per block passed over (the block part of the
-//   bytes passed), so the unsaved data follows the shift rule at each block:
-//   when held and a tail of m < 128 bytes does not fit behind it, the whole
-//   128-byte area moves left by m (stale bytes of the area included) first.
-// - A failed fetch leaves GetCurrentStreamOffset() at the end of the data.
-// - An empty keyword is found at once where the cursor stands (false only at
-//   the end of the data); an empty set stops FetchUntilNot at once and never
-//   stops FetchUntil.
-// - The marker of the FetchInto forms is looked for in the whole sequence of
-//   bytes the call records (after stripNulls), across block ends, until this
-//   call has written something, also when `into` already holds data: output
-//   begins at the marker's first occurrence, preceded by one space when
-//   spaceAfterSkip is set and bytes were dropped; without an occurrence
-//   nothing is written. A one-byte FetchIntoUntil is thus exactly FetchIntoTo.
-// - A new `into` buffer gets a chunk size of n + 1 for its first write of n
-//   bytes, at most 4096, and at least 128 while the target is still ahead.
-// - Each fetch empties the record buffer with Clear (its chunks are kept for
-//   the next fetch); ClearFetchingBuffer and SetRecordFetching(false) free
-//   them. After FetchBeyond it holds only the byte stepped over (the
-//   keyword's last byte), as the final Fetch(1, false, true) clears it.
-// - GetRecordFetchingContent appends to `out`, as the buffer copy does.
-// - Seek(offset) on a buffer with both capability bits (CanGet | CanSeek)
-//   seeks the buffer to the 4096-byte multiple below offset and fetches the
-//   rest; an exact multiple fetches the whole block below it instead:
-//     Seek(8192) -> buffer at 4096, Fetch(4096); offset reads 8192.
-//     Seek(0)    -> buffer at 4294963200 (the signed seek offset -4096),
-//                   Fetch(4096). A MemoryBuffer clamps that seek to its start,
-//                   so the cursor lands on byte 4096 and the offset wraps to
-//                   0; with less than 4096 bytes Seek returns false. Use
-//                   Reset() to go back to the start.
-//   Other buffers are read again from the start. Seek returns the Fetch's
-//   result.
-// - Fetch(0, ...) answers whether a byte is left, and changes nothing else
-//   but the emptying that keep and clearRecord ask for.
-// - With IgnoreNulls on, 0 bytes are removed as blocks are read: they are
-//   never seen, matched or counted in the offsets.
-// - A buffer whose Get delivers nothing counts as ended even when it does not
-//   say so (a medium that would otherwise keep the parser spinning).
-//
-// Ownership and threads: the parser borrows the buffer (it must outlive the
-// parser and is read only through it while the parser is in use) and shares
-// the record buffer and `into` buffers through counted handles. One thread at
-// a time. It makes no system calls of its own: failures come from the
-// underlying buffer and pass through unchanged.
+/// \class ORVFile::BinaryStreamParser
+/// BinaryStreamParser: a forward-only tokenising reader over any
+/// BinaryStreamBuf. It reads the buffer in blocks of 4096 bytes into a block of
+/// its own and moves a cursor through it: to a byte or a keyword, beyond a
+/// keyword, until a byte of a set, until a byte that is not in a set, or by a
+/// count. What a fetch passes over can be kept in the keyword buffer (4096
+/// bytes, the overflow tail in the 128-byte unsaved data), in the record buffer
+/// (record fetching) and in a caller's shared MemoryBuffer (the FetchInto forms).
+///
+/// ~~~
+///   MemoryBuffer text("key = `value\nnext",` 16);
+///   BinaryStreamParser parser(text, false);
+///   std::string key;
+///   parser.FetchTo('=', key);          // key == "key ", cursor on '='
+///   parser.Fetch(1, false, false);     // step over it
+///   parser.FetchUntilNot(" ", false);  // cursor on 'v'
+///   `parser.FetchTo('\n',` key);         // key == "value"
+/// ~~~
+///
+/// Fetches return false when the data ends before the target, with what they
+/// passed over kept as on success and the cursor at the end of the data. The
+/// target itself is never consumed: the cursor rests on the byte found, or on
+/// the LAST byte of a keyword (so that FetchBeyond's one-byte step lands just
+/// past it). Case folding is ASCII only. A keyword's first byte is compared as
+/// the case flag says, its other bytes always case-insensitively:
+/// ~~~
+///   case-sensitive parser, FetchBeyond("ab")   finds "aB", skips "Ab".
+/// ~~~
+///
+/// Decisions taken where the design left the choice:
+/// - Keywords across blocks. A keyword is found wherever the blocks end and
+/// ~~~
+///   however few bytes each read delivers. When a possible match runs into the
+///   block end, its bytes (at most the keyword length - 1) are kept in front of
+///   the next 4096-byte read and the search resumes AT that match, so a failed
+///   match still lets a keyword start inside it or at the next block's first
+///   byte. A keyword longer than 4096 bytes keeps its partial match in a heap
+///   area while it lasts; all others allocate nothing.
+/// ~~~
+/// - What is recorded. Every byte a fetch passes over goes to the keyword
+/// ~~~
+///   buffer (when kept), the record buffer (when on) and `into`, except the
+///   bytes of a partial match that had to be kept over a refill: those are
+///   never recorded, whether the match then succeeds or fails (the first byte
+///   of the next block, where such a failed match is noticed, is recorded like
+///   any other byte passed over). A fetch that ends inside a partial match at
+///   the end of the data does not record that partial match either.
+/// ~~~
+/// - Keyword appends happen once per block passed over (the block part of the
+/// ~~~
+///   bytes passed), so the unsaved data follows the shift rule at each block:
+///   when held and a tail of m < 128 bytes does not fit behind it, the whole
+///   128-byte area moves left by m (stale bytes of the area included) first.
+/// ~~~
+/// - A failed fetch leaves GetCurrentStreamOffset() at the end of the data.
+/// - An empty keyword is found at once where the cursor stands (false only at
+/// ~~~
+///   the end of the data); an empty set stops FetchUntilNot at once and never
+///   stops FetchUntil.
+/// ~~~
+/// - The marker of the FetchInto forms is looked for in the whole sequence of
+/// ~~~
+///   bytes the call records (after stripNulls), across block ends, until this
+///   call has written something, also when `into` already holds data: output
+///   begins at the marker's first occurrence, preceded by one space when
+///   spaceAfterSkip is set and bytes were dropped; without an occurrence
+///   nothing is written. A one-byte FetchIntoUntil is thus exactly FetchIntoTo.
+/// ~~~
+/// - A new `into` buffer gets a chunk size of n + 1 for its first write of n
+/// ~~~
+///   bytes, at most 4096, and at least 128 while the target is still ahead.
+/// ~~~
+/// - Each fetch empties the record buffer with Clear (its chunks are kept for
+/// ~~~
+///   the next fetch); ClearFetchingBuffer and SetRecordFetching(false) free
+///   them. After FetchBeyond it holds only the byte stepped over (the
+///   keyword's last byte), as the final Fetch(1, false, true) clears it.
+/// ~~~
+/// - GetRecordFetchingContent appends to `out`, as the buffer copy does.
+/// - Seek(offset) on a buffer with both capability bits (CanGet | CanSeek)
+/// ~~~
+///   seeks the buffer to the 4096-byte multiple below offset and fetches the
+///   rest; an exact multiple fetches the whole block below it instead:
+///     Seek(8192) -> buffer at 4096, Fetch(4096); offset reads 8192.
+///     Seek(0)    -> buffer at 4294963200 (the signed seek offset -4096),
+///                   Fetch(4096). A MemoryBuffer clamps that seek to its start,
+///                   so the cursor lands on byte 4096 and the offset wraps to
+///                   0; with less than 4096 bytes Seek returns false. Use
+///                   Reset() to go back to the start.
+///   Other buffers are read again from the start. Seek returns the Fetch's
+///   result.
+/// ~~~
+/// - Fetch(0, ...) answers whether a byte is left, and changes nothing else
+/// ~~~
+///   but the emptying that keep and clearRecord ask for.
+/// ~~~
+/// - With IgnoreNulls on, 0 bytes are removed as blocks are read: they are
+/// ~~~
+///   never seen, matched or counted in the offsets.
+/// ~~~
+/// - A buffer whose Get delivers nothing counts as ended even when it does not
+/// ~~~
+///   say so (a medium that would otherwise keep the parser spinning).
+/// ~~~
+///
+/// Ownership and threads: the parser borrows the buffer (it must outlive the
+/// parser and is read only through it while the parser is in use) and shares
+/// the record buffer and `into` buffers through counted handles. One thread at
+/// a time. It makes no system calls of its own: failures come from the
+/// underlying buffer and pass through unchanged.
 #pragma once
 
 #include <cstdint>
@@ -129,7 +156,7 @@ class ORVFILE_API BinaryStreamParser {
   std::uint32_t GetCurrentStreamOffset() const;
 
   bool FetchTo(unsigned char c, bool keep);
-  bool FetchTo(unsigned char c, std::string& out);  // out untouched on failure
+  bool FetchTo(unsigned char c, std::string& out);  ///< out untouched on failure
   bool FetchBeyond(const std::string& keyword, bool keep);
   bool FetchBeyond(const std::string& keyword, std::string& out);
   bool FetchUntil(const std::string& set, bool keep);

@@ -1,72 +1,81 @@
-// CFileT<unsigned int> (CFile): a thin owner of one Win32 file handle that
-// keeps its own idea of the position and size, and turns every failure of the
-// system into an exception of the FileException family. The disk buffer and
-// the file adapters (ORVCFileBuffer.h) write and read through it.
-//
-//   CFile file("c:\\data\\out.bin");                 // closed until Open
-//   file.Open(OpenMode::CreateReadWrite);            // CREATE_ALWAYS: now empty
-//   file.Write(record, sizeof record, 1);
-//   file.Seek(0, SeekMethod::Begin);
-//   file.Read(&back, sizeof back, 1, true);          // exact: a short read throws
-//
-// Open modes (narrow CreateFileA, no security attributes, no template):
-//   OpenRead         GENERIC_READ                  FILE_SHARE_READ  OPEN_EXISTING
-//   ReadWrite        GENERIC_READ | GENERIC_WRITE  0 (exclusive)    OPEN_ALWAYS
-//   CreateReadWrite  GENERIC_READ | GENERIC_WRITE  0 (exclusive)    CREATE_ALWAYS
-// FileHint gives the flags: Normal FILE_ATTRIBUTE_NORMAL, SequentialScan,
-// RandomAccess, Temporary (FILE_ATTRIBUTE_TEMPORARY), DeleteOnClose; any
-// other value none. buffered == false adds FILE_FLAG_WRITE_THROUGH, overlapped
-// mode FILE_FLAG_OVERLAPPED.
-//
-// Position and size are unsigned 32-bit: files of 4 GiB or more are out of
-// range (the high words are ignored). The size is the size at Open, then the
-// greatest position ever reached, and callers rely on two of its turns:
-//   Seek(100, Begin) on a 10-byte file          ->  Size() == 100, nothing written;
-//   TruncateFromEnd(-4) on a 10-byte file       ->  6 bytes on disk, Size() == 10.
-// Seek distances are unsigned (the high word passed is 0): a move backwards is
-// made absolute by the caller. Seek(d, Current) counts from Tell(), as the
-// system's pointer does not follow overlapped writes. Resize(n, force) sets
-// the end of file (and lowers the size); TruncateFromEnd takes a signed
-// distance from the end.
-//
-// Overlapped mode is meant for writing. Write starts the write and returns at
-// once; a write that comes while the previous one still runs is queued, the
-// data NOT copied: keep the bytes unchanged until the next other operation.
-// Every operation but such a queued Write first waits for the running write
-// and writes out the queue, in order. Position and size count the queued
-// bytes at once, so Tell() is where the next write lands. A read that the
-// system leaves pending is waited for, and the end of the file reads as 0
-// bytes, as without overlapped mode.
-//
-// Failures: every failed call ends in Throw(Action), which reads the thread's
-// last error first, then signals the overlapped event (so that nobody stays
-// blocked on it) and raises, with %1 the path, that error recorded and the
-// source file "ORVCFile.cpp":
-//   OpenRead / OpenWrite  1 / 2   SharingViolationException (32),
-//                                 FileAccessDeniedException (5), else
-//                                 FileCannotOpenException
-//   DeleteFile            5       FileCannotDeleteException
-//   SeekFile              11      FileException (SetFilePointer, SetEndOfFile)
-//   WriteData             13      WriteErrorException (also FlushFileBuffers,
-//                                 and an overlapped write that fails later)
-//   ReadData              8       FileException (also GetFileInformationByHandle)
-//   GetAttributes         15      FileException (GetFileSize at Open)
-// Any other action value raises nothing and Throw returns. Codes recorded
-// where the system gave none: a short exact read ERROR_HANDLE_EOF, a short
-// write ERROR_DISK_FULL (what a full disk gives), a request of 4 GiB or more
-// and an unknown open mode ERROR_INVALID_PARAMETER. An unknown mode with a
-// handle open opens nothing and starts again from the beginning. A failed
-// Open leaves no handle open. After any other failure the object stays
-// usable, position and size counting the bytes that did move.
-//
-// Ownership: the object owns the handle and, in overlapped mode, the OVERLAPPED
-// record and its event (manual-reset, created signalled in the constructor);
-// both close through the library's file-call table (ORVSeamHandle.h), as
-// every system call here does. The destructor does what Close does but cannot
-// report a failure: call Close to see one. No locking: one thread at a time.
-//
-// <windows.h> defines DeleteFile as a macro; it renames Action::DeleteFile
-// alike in declaration and use, so the enumerator works with or without it.
+/// \class ORVFile::CFileT
+/// `CFileT<unsigned` int> (CFile): a thin owner of one Win32 file handle that
+/// keeps its own idea of the position and size, and turns every failure of the
+/// system into an exception of the FileException family. The disk buffer and
+/// the file adapters (ORVCFileBuffer.h) write and read through it.
+///
+/// ~~~
+///   CFile `file("c:\\data\\out.bin");`                 // closed until Open
+///   file.Open(OpenMode::CreateReadWrite);            // CREATE_ALWAYS: now empty
+///   file.Write(record, sizeof record, 1);
+///   file.Seek(0, SeekMethod::Begin);
+///   file.Read(&back, sizeof back, 1, true);          // exact: a short read throws
+/// ~~~
+///
+/// Open modes (narrow CreateFileA, no security attributes, no template):
+/// ~~~
+///   OpenRead         GENERIC_READ                  FILE_SHARE_READ  OPEN_EXISTING
+///   ReadWrite        GENERIC_READ | GENERIC_WRITE  0 (exclusive)    OPEN_ALWAYS
+///   CreateReadWrite  GENERIC_READ | GENERIC_WRITE  0 (exclusive)    CREATE_ALWAYS
+/// ~~~
+/// FileHint gives the flags: Normal FILE_ATTRIBUTE_NORMAL, SequentialScan,
+/// RandomAccess, Temporary (FILE_ATTRIBUTE_TEMPORARY), DeleteOnClose; any
+/// other value none. buffered == false adds FILE_FLAG_WRITE_THROUGH, overlapped
+/// mode FILE_FLAG_OVERLAPPED.
+///
+/// Position and size are unsigned 32-bit: files of 4 GiB or more are out of
+/// range (the high words are ignored). The size is the size at Open, then the
+/// greatest position ever reached, and callers rely on two of its turns:
+/// ~~~
+///   Seek(100, Begin) on a 10-byte file          ->  Size() == 100, nothing written;
+///   TruncateFromEnd(-4) on a 10-byte file       ->  6 bytes on disk, Size() == 10.
+/// ~~~
+/// Seek distances are unsigned (the high word passed is 0): a move backwards is
+/// made absolute by the caller. Seek(d, Current) counts from Tell(), as the
+/// system's pointer does not follow overlapped writes. Resize(n, force) sets
+/// the end of file (and lowers the size); TruncateFromEnd takes a signed
+/// distance from the end.
+///
+/// Overlapped mode is meant for writing. Write starts the write and returns at
+/// once; a write that comes while the previous one still runs is queued, the
+/// data NOT copied: keep the bytes unchanged until the next other operation.
+/// Every operation but such a queued Write first waits for the running write
+/// and writes out the queue, in order. Position and size count the queued
+/// bytes at once, so Tell() is where the next write lands. A read that the
+/// system leaves pending is waited for, and the end of the file reads as 0
+/// bytes, as without overlapped mode.
+///
+/// Failures: every failed call ends in Throw(Action), which reads the thread's
+/// last error first, then signals the overlapped event (so that nobody stays
+/// blocked on it) and raises, with `%1` the path, that error recorded and the
+/// source file "ORVCFile.cpp":
+/// ~~~
+///   OpenRead / OpenWrite  1 / 2   SharingViolationException (32),
+///                                 FileAccessDeniedException (5), else
+///                                 FileCannotOpenException
+///   DeleteFile            5       FileCannotDeleteException
+///   SeekFile              11      FileException (SetFilePointer, SetEndOfFile)
+///   WriteData             13      WriteErrorException (also FlushFileBuffers,
+///                                 and an overlapped write that fails later)
+///   ReadData              8       FileException (also GetFileInformationByHandle)
+///   GetAttributes         15      FileException (GetFileSize at Open)
+/// ~~~
+/// Any other action value raises nothing and Throw returns. Codes recorded
+/// where the system gave none: a short exact read ERROR_HANDLE_EOF, a short
+/// write ERROR_DISK_FULL (what a full disk gives), a request of 4 GiB or more
+/// and an unknown open mode ERROR_INVALID_PARAMETER. An unknown mode with a
+/// handle open opens nothing and starts again from the beginning. A failed
+/// Open leaves no handle open. After any other failure the object stays
+/// usable, position and size counting the bytes that did move.
+///
+/// Ownership: the object owns the handle and, in overlapped mode, the OVERLAPPED
+/// record and its event (manual-reset, created signalled in the constructor);
+/// both close through the library's file-call table (ORVSeamHandle.h), as
+/// every system call here does. The destructor does what Close does but cannot
+/// report a failure: call Close to see one. No locking: one thread at a time.
+///
+/// `<windows.h>` defines DeleteFile as a macro; it renames Action::DeleteFile
+/// alike in declaration and use, so the enumerator works with or without it.
 #pragma once
 
 #include <cstdint>
@@ -182,8 +191,8 @@ class CFileT : public CFileBase {
                   bool overlapped = false);
   ~CFileT() override;
 
-  // The operations, in this order (their slot order is part of the family's
-  // binary interface).
+  /// The operations, in this order (their slot order is part of the family's
+  /// binary interface).
   /// Opens (closing any open handle first) and returns the size; position 0.
   virtual T Open(OpenMode mode);
   /// Writes out the queue, then closes; position and size keep their values.

@@ -1,30 +1,35 @@
-// OCFileBuffer and ICFileBuffer: one-way buffers (BinaryStreamBuf) over a
-// file handle CFile (ORVCFile.h), so that a buffer's Copy, a BinaryStream or
-// a parser can write to or read from a file. The output adapter has only the
-// put side, the input adapter only the get side.
-//
-// Both borrow the handle (SetCFile swaps it): it must stay alive and open as
-// long as they use it. Positions and the size are the handle's; vSize seeks
-// to the end and back, so the position stays where it was. The handle's Seek
-// takes only forward distances, so a negative offset is made absolute first:
-//   position 20: vSeekP(-10, Current) -> Seek(10, Begin) -> 10
-//   position 4:  vSeekP(-10, Current) -> FileException, message 11
-// A negative offset from Begin, or one that reaches before the start, raises
-// FileException with message 11 ("An error occurred while seeking in the file
-// %1.", the handle's path, source file "ORVCFileBuffer.cpp", recorded error
-// ERROR_NEGATIVE_SEEK). A positive offset from End goes past the end and so
-// raises the handle's size. File failures come from the handle.
-//
-// The other operations throw NotImplemented (a std::exception), with these
-// texts exactly, slips included:
-//   OCFileBuffer: "OCFileBuffer::Get : Not implemented!", "...::TellG : ...",
-//     "...::SeekG : ...", "...::Clear : ...", "OCFileBuffer::ClearClearMemory :
-//     Not implemented!", "OCFileBuffer::ClearEnd : Not implemented!"
-//   ICFileBuffer: vPut and vSeekP "ICFileBuffer::SeekP: Not implemented!",
-//     vTellP "PCFileBuffer::TellP : Not implemented!", "ICFileBuffer::Clear :
-//     Not implemented!", "...::ClearMemory : ...", "...::ClearEnd : ..."
-// Both derive from CFileAdapter, which holds what they share. One thread at a
-// time, as for the handle.
+/// \class ORVFile::OCFileBuffer
+/// OCFileBuffer and ICFileBuffer: one-way buffers (BinaryStreamBuf) over a
+/// file handle CFile (ORVCFile.h), so that a buffer's Copy, a BinaryStream or
+/// a parser can write to or read from a file. The output adapter has only the
+/// put side, the input adapter only the get side.
+///
+/// Both borrow the handle (SetCFile swaps it): it must stay alive and open as
+/// long as they use it. Positions and the size are the handle's; vSize seeks
+/// to the end and back, so the position stays where it was. The handle's Seek
+/// takes only forward distances, so a negative offset is made absolute first:
+/// ~~~
+///   position 20: vSeekP(-10, Current) -> Seek(10, Begin) -> 10
+///   position 4:  vSeekP(-10, Current) -> FileException, message 11
+/// ~~~
+/// A negative offset from Begin, or one that reaches before the start, raises
+/// FileException with message 11 ("An error occurred while seeking in the file
+/// `%1.",` the handle's path, source file "ORVCFileBuffer.cpp", recorded error
+/// ERROR_NEGATIVE_SEEK). A positive offset from End goes past the end and so
+/// raises the handle's size. File failures come from the handle.
+///
+/// The other operations throw NotImplemented (a std::exception), with these
+/// texts exactly, slips included:
+/// ~~~
+///   OCFileBuffer: "OCFileBuffer::Get : Not implemented!", "...::TellG : ...",
+///     "...::SeekG : ...", "...::Clear : ...", "OCFileBuffer::ClearClearMemory :
+///     Not implemented!", "OCFileBuffer::ClearEnd : Not implemented!"
+///   ICFileBuffer: vPut and vSeekP "ICFileBuffer::SeekP: Not implemented!",
+///     vTellP "PCFileBuffer::TellP : Not implemented!", "ICFileBuffer::Clear :
+///     Not implemented!", "...::ClearMemory : ...", "...::ClearEnd : ..."
+/// ~~~
+/// Both derive from CFileAdapter, which holds what they share. One thread at a
+/// time, as for the handle.
 #pragma once
 
 #include <cstdint>

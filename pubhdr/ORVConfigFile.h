@@ -1,65 +1,72 @@
-// ConfigFile: the core library's settings store (Config, see ORVConfig.h)
-// with a persistent form, an INI-style text file of one byte per character:
-//
-//   ; comments start with ";" as the first character that is not a blank
-//   [Network]
-//     port   = 80
-//   path = c:\data          <- a key repeated on further lines makes one value
-//   path = d:\backup           of several lines: "c:\data\nd:\backup"
-//
-// Each line is matched as a whole (regex_match, Boost.Regex) against three
-// expressions, compiled once when the library loads:
-//   section          "[[:blank:]]*\[(.+)\][[:blank:]]*$"
-//   key = value
-//   "[[:blank:]]*([A-Za-z0-9_.]+)[[:blank:]]*=[[:blank:]]*([^[:blank:]]+(?:[[:blank:]]+[^[:blank:]]+)*|$)[[:blank:]]*$"
-//   blank, comment   "[[:blank:]]*$|[[:blank:]]*;.*$"
-// "[[:blank:]]" is exactly space and tab: Boost's own class follows the
-// user's locale and takes U+00A0 and U+3000 too, so the library compiles the
-// expressions with traits of its own. Consequences: a section name is what
-// lies between the first "[" and the last "]" ("[a [b] ]" names "a [b] ");
-// keys are ASCII letters, digits, "_" and "." ("my-key = 1" is invalid); a
-// value loses its outer blanks and keeps inner ones, ";" included; "#" does
-// not start a comment. Lines end at "\n" or "\r" (so "\r\n" too) and empty
-// lines are dropped before the grammar sees them. A file is read byte for
-// byte, each byte one unit: no byte-order mark, no UTF-8 decoding.
-//
-// Loading raises Config::InvalidConfigException (message 14 of "ORVFile")
-// when a section comes twice (case-insensitively) or a line matches no
-// expression, a key line before the first section included; it raises
-// Config::CannotOpenSourceException (message 0, %1 the path, the Win32 error
-// recorded) when the file can neither be read nor created. A load that fails
-// builds nothing.
-//
-// Saving (Save) keeps the layout of the file it writes over: the order of
-// sections and keys, comments, the text in front of a changed key's "=";
-// deleted keys and sections go (comment lines inside a deleted section stay),
-// new keys come at the end of their section, new sections at the end of the
-// file after one empty line, and every kept section header after exactly one
-// empty line. A value of several lines is written as its key repeated, empty
-// lines of it dropped. Line ends are CR LF. Defaults (Config::FindDefaults)
-// are not written.
-//
-// Decisions of this library on what the format leaves open:
-//   - A missing file is created empty, never truncated: an existing file
-//     that merely cannot be read is left alone and reported.
-//   - Save writes a temporary file ("cfg*.tmp") in the target's directory,
-//     flushes it to disk and moves it over the target (MoveFileEx), so a
-//     failed save (open, write, disk full, read-only target) raises
-//     CannotOpenSourceException and leaves the old file as it was. The new
-//     file has the attributes and security of a new file. Wine 8 moves over
-//     a read-only target, which Windows refuses.
-//   - Save refuses, with InvalidConfigException and before touching the
-//     file, a store that the grammar could not read back: a key outside
-//     [A-Za-z0-9_.], an empty section name, a section name with "\r" or "\n".
-//   - Save with merge reads the file there first; when that file does not
-//     follow the grammar it raises InvalidConfigException and writes nothing.
-//   - A unit above U+00FF (only a buffer loaded as UTF-8 or UTF-16, or the
-//     application, can bring one) is written as "?".
-//   - Loaded values carry flag false; the store's reference copy is taken
-//     after each load and each save, so IsModified tells whether to save.
-//
-// Ownership and threads: a value like Config; the file is open only inside a
-// call. One thread at a time per object.
+/// \class ORVFile::ConfigFile
+/// ConfigFile: the core library's settings store (Config, see ORVConfig.h)
+/// with a persistent form, an INI-style text file of one byte per character:
+///
+/// ~~~
+///   ; comments start with ";" as the first character that is not a blank
+///   [Network]
+///     port   = 80
+///   path = `c:\data`          <- a key repeated on further lines makes one value
+///   path = `d:\backup`           of several lines: `"c:\data\nd:\backup"`
+/// ~~~
+///
+/// Each line is matched as a whole (regex_match, Boost.Regex) against three
+/// expressions, compiled once when the library loads:
+/// ~~~
+///   section          "[[:blank:]]*\[(.+)\][[:blank:]]*$"
+///   key = value
+///   "[[:blank:]]*([A-Za-z0-9_.]+)[[:blank:]]*=[[:blank:]]*([^[:blank:]]+(?:[[:blank:]]+[^[:blank:]]+)*|$)[[:blank:]]*$"
+///   blank, comment   "[[:blank:]]*$|[[:blank:]]*;.*$"
+/// ~~~
+/// "[[:blank:]]" is exactly space and tab: Boost's own class follows the
+/// user's locale and takes U+00A0 and U+3000 too, so the library compiles the
+/// expressions with traits of its own. Consequences: a section name is what
+/// lies between the first "[" and the last "]" ("[a [b] ]" names "a [b] ");
+/// keys are ASCII letters, digits, "_" and "." ("my-key = 1" is invalid); a
+/// value loses its outer blanks and keeps inner ones, ";" included; "#" does
+/// not start a comment. Lines end at `"\n"` or `"\r"` (so `"\r\n"` too) and empty
+/// lines are dropped before the grammar sees them. A file is read byte for
+/// byte, each byte one unit: no byte-order mark, no UTF-8 decoding.
+///
+/// Loading raises Config::InvalidConfigException (message 14 of "ORVFile")
+/// when a section comes twice (case-insensitively) or a line matches no
+/// expression, a key line before the first section included; it raises
+/// Config::CannotOpenSourceException (message 0, `%1` the path, the Win32 error
+/// recorded) when the file can neither be read nor created. A load that fails
+/// builds nothing.
+///
+/// Saving (Save) keeps the layout of the file it writes over: the order of
+/// sections and keys, comments, the text in front of a changed key's "=";
+/// deleted keys and sections go (comment lines inside a deleted section stay),
+/// new keys come at the end of their section, new sections at the end of the
+/// file after one empty line, and every kept section header after exactly one
+/// empty line. A value of several lines is written as its key repeated, empty
+/// lines of it dropped. Line ends are CR LF. Defaults (Config::FindDefaults)
+/// are not written.
+///
+/// Decisions of this library on what the format leaves open:
+/// ~~~
+///   - A missing file is created empty, never truncated: an existing file
+///     that merely cannot be read is left alone and reported.
+///   - Save writes a temporary file ("cfg*.tmp") in the target's directory,
+///     flushes it to disk and moves it over the target (MoveFileEx), so a
+///     failed save (open, write, disk full, read-only target) raises
+///     CannotOpenSourceException and leaves the old file as it was. The new
+///     file has the attributes and security of a new file. Wine 8 moves over
+///     a read-only target, which Windows refuses.
+///   - Save refuses, with InvalidConfigException and before touching the
+///     file, a store that the grammar could not read back: a key outside
+///     [A-Za-z0-9_.], an empty section name, a section name with `"\r"` or `"\n".`
+///   - Save with merge reads the file there first; when that file does not
+///     follow the grammar it raises InvalidConfigException and writes nothing.
+///   - A unit above U+00FF (only a buffer loaded as UTF-8 or UTF-16, or the
+///     application, can bring one) is written as "?".
+///   - Loaded values carry flag false; the store's reference copy is taken
+///     after each load and each save, so IsModified tells whether to save.
+/// ~~~
+///
+/// Ownership and threads: a value like Config; the file is open only inside a
+/// call. One thread at a time per object.
 #pragma once
 
 #include <map>

@@ -1,45 +1,50 @@
-// DirectoryChangeSource: watches one directory, and everything below it if
-// asked, with ReadDirectoryChangesW, and hands what the system reports to a
-// DirectoryObserverCallInterface as DeviceEvent batches. ObserverFeed is the
-// interface that passes them on to an ObserverCallInterface, which then
-// looks at each path on the disk and calls its handlers:
-//
-//   SmartPtr<MyObserver> observer(new MyObserver(nullptr));
-//   SmartPtr<ObserverFeed> feed(new ObserverFeed(observer, nullptr));
-//   DirectoryChangeSource source(WPath(L"C:\\inbox"), true, feed);
-//   ...                                  // handlers run as files come and go
-//   // source goes first (no more batches), then observer->Shutdown()
-//
-// What the system reports becomes, one batch per notification buffer and in
-// the system's order, with the path the directory's text, "\" and the name
-// the system gives (relative to the directory, subdirectories included):
-//   added -> Added, removed -> Removed, modified -> Modified,
-//   renamed -> Removed (old name), then Added (new name).
-// The system may coalesce or repeat modifications, and a new file often
-// comes with a modification as well; users must allow for both.
-//
-// Watching starts before the constructor returns: every change made after it
-// is reported. When more changes pile up between two reads than the buffer
-// holds, the system drops them all and says so (an empty read, or
-// ERROR_NOTIFY_ENUM_DIR): the source calls ChangesLost with the directory and
-// goes on watching, so a loss is never silent. 64 KiB, the default, holds
-// about a thousand notifications of 20-character names; network shares refuse
-// buffers above 64 KiB.
-//
-// Threads and lifetime. One worker thread, named "DirectoryChangeSource",
-// issues the reads and calls the target, one call at a time; the source
-// holds a reference to the target. The destructor (any thread but the
-// worker: never destroy the source from the target's calls) stops the
-// worker, cancels the read in flight and waits for the cancellation, because
-// the system writes into the buffer until then. Not copyable.
-//
-// Failures. The constructor throws the FileException family with message 1
-// when the directory cannot be opened (SharingViolationException,
-// FileAccessDeniedException or FileCannotOpenException by the Win32 error)
-// or not watched (FileCannotOpenException: a file's path, a file system
-// without change notification). A read that fails later (the directory was
-// removed) ends the worker with FileCannotOpenException, and an exception
-// from the target ends it too: both go to onException.
+/// \class ORVFile::DirectoryChangeSource
+/// DirectoryChangeSource: watches one directory, and everything below it if
+/// asked, with ReadDirectoryChangesW, and hands what the system reports to a
+/// DirectoryObserverCallInterface as DeviceEvent batches. ObserverFeed is the
+/// interface that passes them on to an ObserverCallInterface, which then
+/// looks at each path on the disk and calls its handlers:
+///
+/// ~~~
+///   `SmartPtr<MyObserver>` observer(new MyObserver(nullptr));
+///   `SmartPtr<ObserverFeed>` feed(new ObserverFeed(observer, nullptr));
+///   DirectoryChangeSource `source(WPath(L"C:\\inbox"),` true, feed);
+///   ...                                  // handlers run as files come and go
+///   // source goes first (no more batches), then observer->Shutdown()
+/// ~~~
+///
+/// What the system reports becomes, one batch per notification buffer and in
+/// the system's order, with the path the directory's text, `"\"` and the name
+/// the system gives (relative to the directory, subdirectories included):
+/// ~~~
+///   added -> Added, removed -> Removed, modified -> Modified,
+///   renamed -> Removed (old name), then Added (new name).
+/// ~~~
+/// The system may coalesce or repeat modifications, and a new file often
+/// comes with a modification as well; users must allow for both.
+///
+/// Watching starts before the constructor returns: every change made after it
+/// is reported. When more changes pile up between two reads than the buffer
+/// holds, the system drops them all and says so (an empty read, or
+/// ERROR_NOTIFY_ENUM_DIR): the source calls ChangesLost with the directory and
+/// goes on watching, so a loss is never silent. 64 KiB, the default, holds
+/// about a thousand notifications of 20-character names; network shares refuse
+/// buffers above 64 KiB.
+///
+/// Threads and lifetime. One worker thread, named "DirectoryChangeSource",
+/// issues the reads and calls the target, one call at a time; the source
+/// holds a reference to the target. The destructor (any thread but the
+/// worker: never destroy the source from the target's calls) stops the
+/// worker, cancels the read in flight and waits for the cancellation, because
+/// the system writes into the buffer until then. Not copyable.
+///
+/// Failures. The constructor throws the FileException family with message 1
+/// when the directory cannot be opened (SharingViolationException,
+/// FileAccessDeniedException or FileCannotOpenException by the Win32 error)
+/// or not watched (FileCannotOpenException: a file's path, a file system
+/// without change notification). A read that fails later (the directory was
+/// removed) ends the worker with FileCannotOpenException, and an exception
+/// from the target ends it too: both go to onException.
 #pragma once
 
 #include <atomic>

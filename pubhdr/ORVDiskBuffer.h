@@ -1,45 +1,50 @@
-// DiskBuffer: a BinaryStreamBuf for data that may grow beyond what should be
-// kept in memory. One window of the data lives in a MemoryBuffer (the cache);
-// the rest goes to a temporary file, created only when a byte first falls
-// outside the window and deleted by the system when the buffer is cleared or
-// destroyed (the file handle opens it delete-on-close).
-//
-// The window covers the offsets window start .. window start + memory size - 1.
-// Puts and gets inside it touch only the cache; bytes before or beyond it go
-// straight to or from the file. When a put or a get leaves the position
-// outside the window, the window moves there: the cache is written back if
-// it holds unwritten bytes, then loaded from the file, both in pieces of at
-// most 16384 bytes through one transfer area. A position just at the window's
-// end does not move it, so that data filling the window exactly from 0 needs
-// no file:
-//   memory size 1000: Put 1000 bytes -> no file; Put 1 more -> the byte goes
-//   to the new file at 1000, then the window (0..999) is written back and moves
-//   to 1001.
-// A memory size of 0 sends every byte to the file.
-//
-// Temporary files are named <directory>/ORVDiskBuffer-<process id>-<n>.tmp,
-// n counting up through the process; the directory is the one given, else the
-// TEMP or TMP environment variable as the process first saw it, else nothing
-// (the root of the current drive). No existence test, no retry. The name
-// generator is the one state shared between threads (its set-up is guarded by
-// a critical section, its counter interlocked); a buffer is for one thread.
-//
-// Seeks clamp to 0..size and never move the window or touch the file:
-//   size 50: SeekG(5, End) -> 50, SeekG(-5, End) -> 45, SeekG(-60, Current) -> 0.
-// Flush flushes the file only: a window not yet written back stays in memory.
-// ClearMemory gives the cache's memory back and drops the window's bytes not
-// yet written, as it always has: until the window moves, reads inside it find
-// nothing, and bytes dropped before they reached the file read back as a
-// read failure. ClearEnd cuts the cache where the put position falls in the
-// window (a choice of this class: the cache's own put position is where the
-// last put in the window ended, which may lie beyond a later, shorter end)
-// and the file at the put position.
-//
-// Failures of the file are the file handle's exceptions (ORVCFile.h): a
-// directory that does not exist gives FileCannotOpenException at the first
-// byte outside the window, and the buffer stays usable (the file is tried
-// again next time). A failed write or read leaves the bytes before it placed
-// and the positions counting them. Windows and positions stay below 2 GiB.
+/// \class ORVFile::DiskBuffer
+/// DiskBuffer: a BinaryStreamBuf for data that may grow beyond what should be
+/// kept in memory. One window of the data lives in a MemoryBuffer (the cache);
+/// the rest goes to a temporary file, created only when a byte first falls
+/// outside the window and deleted by the system when the buffer is cleared or
+/// destroyed (the file handle opens it delete-on-close).
+///
+/// The window covers the offsets window start .. window start + memory size - 1.
+/// Puts and gets inside it touch only the cache; bytes before or beyond it go
+/// straight to or from the file. When a put or a get leaves the position
+/// outside the window, the window moves there: the cache is written back if
+/// it holds unwritten bytes, then loaded from the file, both in pieces of at
+/// most 16384 bytes through one transfer area. A position just at the window's
+/// end does not move it, so that data filling the window exactly from 0 needs
+/// no file:
+/// ~~~
+///   memory size 1000: Put 1000 bytes -> no file; Put 1 more -> the byte goes
+///   to the new file at 1000, then the window (0..999) is written back and moves
+///   to 1001.
+/// ~~~
+/// A memory size of 0 sends every byte to the file.
+///
+/// Temporary files are named `<directory>/ORVDiskBuffer-<process` `id>-<n>.tmp,`
+/// n counting up through the process; the directory is the one given, else the
+/// TEMP or TMP environment variable as the process first saw it, else nothing
+/// (the root of the current drive). No existence test, no retry. The name
+/// generator is the one state shared between threads (its set-up is guarded by
+/// a critical section, its counter interlocked); a buffer is for one thread.
+///
+/// Seeks clamp to 0..size and never move the window or touch the file:
+/// ~~~
+///   size 50: SeekG(5, End) -> 50, SeekG(-5, End) -> 45, SeekG(-60, Current) -> 0.
+/// ~~~
+/// Flush flushes the file only: a window not yet written back stays in memory.
+/// ClearMemory gives the cache's memory back and drops the window's bytes not
+/// yet written, as it always has: until the window moves, reads inside it find
+/// nothing, and bytes dropped before they reached the file read back as a
+/// read failure. ClearEnd cuts the cache where the put position falls in the
+/// window (a choice of this class: the cache's own put position is where the
+/// last put in the window ended, which may lie beyond a later, shorter end)
+/// and the file at the put position.
+///
+/// Failures of the file are the file handle's exceptions (ORVCFile.h): a
+/// directory that does not exist gives FileCannotOpenException at the first
+/// byte outside the window, and the buffer stays usable (the file is tried
+/// again next time). A failed write or read leaves the bytes before it placed
+/// and the positions counting them. Windows and positions stay below 2 GiB.
 #pragma once
 
 #include <cstdint>

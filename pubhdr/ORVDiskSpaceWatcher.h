@@ -1,45 +1,48 @@
-// DiskSpaceWatcher: tells its user, once per period, which watched
-// directories have less free space than the user needs there.
-//
-// The user lists directories with the free bytes each needs (duplicates are
-// kept, nothing is checked when adding). A worker thread named
-// "DiskSpaceWatcher" checks the whole list at once when it starts, then every
-// period seconds (0: without a pause). A directory is short when the bytes
-// free to the caller on its volume (Path::GetAvailableDiskSpace) are fewer
-// than required; equal is enough. A path that is not an existing directory
-// is skipped. In a pass with shortfalls the callback is called once, on the
-// worker and outside the list lock, with the address of a
-// DiskSpaceWatcherNotifications valid for the call; its result is ignored.
-// No memory between passes: a shortfall is reported in every pass while it
-// lasts, and nothing when it ends.
-//
-//   auto onShort = ORV::MakeFunction([](void* argument) {
-//     for (const auto& n : *static_cast<DiskSpaceWatcherNotifications*>(argument))
-//       std::printf("%s: %llu of %llu bytes\n", n.Path().c_str(), n.Available(), n.Required());
-//   });
-//   SmartPtr<DiskSpaceWatcher> watcher(new DiskSpaceWatcher(onShort, 60));
-//   watcher->AddWatchedPath("D:\\spool", 500ull << 20);
-//
-// Failures. Event calls that fail throw ORV::LastErrorException (the
-// constructor, Pause, Resume). An exception on the worker (from the callback
-// or a failed wait) ends the worker and goes to the thread library's default
-// unhandled-exception function; Paused() still answers false, and nothing is
-// checked until Resume (or Pause and Resume) starts a new worker.
-//
-// Threads and lifetime. The list operations may be called from any thread,
-// the callback included; a critical section with a spin count of 4000 guards
-// the list, held for a whole pass but never while the callback runs. Pause,
-// Resume and the destructor must not run concurrently with each other. Pause
-// and the destructor signal the stop event and wait for the worker to end
-// (after the pass in progress, callback included), so the callback may not
-// wait for the thread that pauses. Pause from the callback cannot wait for its
-// own thread: the worker ends when the callback returns, and the watcher
-// keeps it until it can be waited for. Never drop the last reference from the
-// callback. Counted (RefCounted): create with new, hold in a SmartPtr.
-//
-// Decided here: Resume on a running watcher does nothing; a watcher whose
-// worker has ended by an exception counts as not running, so Resume then
-// starts a new worker without a Pause first.
+/// \class ORVFile::DiskSpaceWatcher
+/// DiskSpaceWatcher: tells its user, once per period, which watched
+/// directories have less free space than the user needs there.
+///
+/// The user lists directories with the free bytes each needs (duplicates are
+/// kept, nothing is checked when adding). A worker thread named
+/// "DiskSpaceWatcher" checks the whole list at once when it starts, then every
+/// period seconds (0: without a pause). A directory is short when the bytes
+/// free to the caller on its volume (Path::GetAvailableDiskSpace) are fewer
+/// than required; equal is enough. A path that is not an existing directory
+/// is skipped. In a pass with shortfalls the callback is called once, on the
+/// worker and outside the list lock, with the address of a
+/// DiskSpaceWatcherNotifications valid for the call; its result is ignored.
+/// No memory between passes: a shortfall is reported in every pass while it
+/// lasts, and nothing when it ends.
+///
+/// ~~~
+///   auto onShort = ORV::MakeFunction([](void* argument) {
+///     for (const auto& n : `*static_cast<DiskSpaceWatcherNotifications*>(argument))`
+///       `std::printf("%s:` `%llu` of `%llu` `bytes\n",` n.Path().c_str(), n.Available(), n.Required());
+///   });
+///   `SmartPtr<DiskSpaceWatcher>` watcher(new DiskSpaceWatcher(onShort, 60));
+///   `watcher->AddWatchedPath("D:\\spool",` 500ull << 20);
+/// ~~~
+///
+/// Failures. Event calls that fail throw ORV::LastErrorException (the
+/// constructor, Pause, Resume). An exception on the worker (from the callback
+/// or a failed wait) ends the worker and goes to the thread library's default
+/// unhandled-exception function; Paused() still answers false, and nothing is
+/// checked until Resume (or Pause and Resume) starts a new worker.
+///
+/// Threads and lifetime. The list operations may be called from any thread,
+/// the callback included; a critical section with a spin count of 4000 guards
+/// the list, held for a whole pass but never while the callback runs. Pause,
+/// Resume and the destructor must not run concurrently with each other. Pause
+/// and the destructor signal the stop event and wait for the worker to end
+/// (after the pass in progress, callback included), so the callback may not
+/// wait for the thread that pauses. Pause from the callback cannot wait for its
+/// own thread: the worker ends when the callback returns, and the watcher
+/// keeps it until it can be waited for. Never drop the last reference from the
+/// callback. Counted (RefCounted): create with new, hold in a SmartPtr.
+///
+/// Decided here: Resume on a running watcher does nothing; a watcher whose
+/// worker has ended by an exception counts as not running, so Resume then
+/// starts a new worker without a Pause first.
 #pragma once
 
 #include <atomic>
@@ -87,7 +90,7 @@ class ORVFILE_API DiskSpaceWatcher : public ORV::RefCounted {
 
   void AddWatchedPath(const std::string& path, std::uint64_t required);
   /// The first entry whose path equals path, ignoring the case of A-Z and
-  /// comparing at most 65535 characters: "C:\TEMP" removes "c:\temp".
+  /// comparing at most 65535 characters: `"C:\TEMP"` removes `"c:\temp".`
   void RemoveWatchedPath(const std::string& path);
   void ClearWatchedPaths();
 

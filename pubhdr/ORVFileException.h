@@ -1,28 +1,31 @@
-// FileException and its subclasses: every failure the library reports.
-//
-// Each exception carries a MessageInfo naming a catalogue message (see
-// ORVFileMsg-I.h), the paths that fill it, the source place that raised it
-// and the Win32 error current at the failure: Info()->LastError(). What()
-// gives the finished text. The subclasses add no data; they exist so that a
-// caller can catch one failure by type:
-//
-//   FileException
-//     FilePermissionDeniedException
-//       WriteErrorException           (caught by a FilePermissionDenied handler)
-//     FileCannotOpenException         open failed for another reason
-//     SharingViolationException       open failed with ERROR_SHARING_VIOLATION
-//     FileAccessDeniedException       open failed with ERROR_ACCESS_DENIED
-//     FileCannotDeleteException, FileCannotCreateException, FileExistException,
-//     FileCannotCopyException, FileCannotMoveException, FileNotFoundException,
-//     InvalidPathException, CannotRetrieveServerException, FileCannotSetAttributes
-//
-// Copying rule, kept on purpose: a copy (copy constructor, Copy(), Throw())
-// keeps only the message text; its type name is empty and it has no
-// MessageInfo. Assignment carries the text, the type name and the shared
-// MessageInfo. Catch by reference to keep everything.
-//
-// Only FileException is exported; the subclasses are defined here, inline, so
-// that every module sees the same types.
+/// \class ORVFile::FileException
+/// FileException and its subclasses: every failure the library reports.
+///
+/// Each exception carries a MessageInfo naming a catalogue message (see
+/// ORVFileMsg-I.h), the paths that fill it, the source place that raised it
+/// and the Win32 error current at the failure: Info()->LastError(). What()
+/// gives the finished text. The subclasses add no data; they exist so that a
+/// caller can catch one failure by type:
+///
+/// ~~~
+///   FileException
+///     FilePermissionDeniedException
+///       WriteErrorException           (caught by a FilePermissionDenied handler)
+///     FileCannotOpenException         open failed for another reason
+///     SharingViolationException       open failed with ERROR_SHARING_VIOLATION
+///     FileAccessDeniedException       open failed with ERROR_ACCESS_DENIED
+///     FileCannotDeleteException, FileCannotCreateException, FileExistException,
+///     FileCannotCopyException, FileCannotMoveException, FileNotFoundException,
+///     InvalidPathException, CannotRetrieveServerException, FileCannotSetAttributes
+/// ~~~
+///
+/// Copying rule, kept on purpose: a copy (copy constructor, Copy(), Throw())
+/// keeps only the message text; its type name is empty and it has no
+/// MessageInfo. Assignment carries the text, the type name and the shared
+/// MessageInfo. Catch by reference to keep everything.
+///
+/// Only FileException is exported; the subclasses are defined here, inline, so
+/// that every module sees the same types.
 #pragma once
 
 #include <string>

@@ -1,11 +1,12 @@
-// The message catalogue of ORVFile160NT: its module and registration names
-// and the message numbers.
-//
-// The library registers its 16 messages with the base library's ORVMessages
-// registry when it is loaded; an exception of the FileException family names
-// one of them through its MessageInfo (module MSG_MODULE_NAME, number below),
-// and What() gives the text with "%1" and "%2" filled from the record's
-// arguments (the paths involved).
+/// \file
+/// The message catalogue of ORVFile160NT: its module and registration names
+/// and the message numbers.
+///
+/// The library registers its 16 messages with the base library's ORVMessages
+/// registry when it is loaded; an exception of the FileException family names
+/// one of them through its MessageInfo (module MSG_MODULE_NAME, number below),
+/// and What() gives the text with `"%1"` and `"%2"` filled from the record's
+/// arguments (the paths involved).
 #pragma once
 
 namespace ORVFile {

@@ -1,43 +1,48 @@
-// MemoryMapFile: a file mapped into memory, read-only or read-write, and
-// MemoryMapView, one mapped range of it. Sizes and offsets are 64-bit: files
-// of 4 GiB and more map like any other.
-//
-//   MemoryMapFile file("c:\\data\\index.bin", MemoryMapFile::Access::ReadWrite, 1 << 20);
-//   MemoryMapView view = file.Map(70000, 512);      // any offset
-//   std::memcpy(view.Data(), record, 512);
-//   view.Flush();                                   // the range's pages to the file
-//
-// Opening: ReadOnly opens an existing file (GENERIC_READ, OPEN_EXISTING) and
-// maps it PAGE_READONLY; ReadWrite opens or creates it (GENERIC_READ |
-// GENERIC_WRITE, OPEN_ALWAYS) and maps it PAGE_READWRITE. Both share reading
-// with others. A size of 0 maps the whole file; a larger size in ReadWrite
-// grows the file to it (the system fills the growth with zeros). Windows
-// cannot map an empty file: mapping one with size 0 fails (ERROR_FILE_INVALID).
-//
-// Views: Map(offset, length) maps the range at offset; length 0 means to the
-// end. The system maps from multiples of the allocation granularity (64 KiB),
-// so the view maps from the boundary below and Data() points at offset itself.
-// A view keeps its part of the mapping alive on its own: it may outlive the
-// MemoryMapFile (Windows holds the mapping until the last view goes), and the
-// file cannot be deleted while a view of it exists. Flush writes the range's
-// dirty pages to the file (FlushViewOfFile: it does not wait for the disk).
-//
-// Failures raise, with %1 the path, the Win32 error recorded and the source
-// file "ORVMemoryMapFile.cpp":
-//   opening (CreateFile, GetFileSizeEx, CreateFileMapping)
-//                      1 read-only / 2 read-write  FileCannotOpenException,
-//                                                   whatever the error
-//   Map                6 "getting a view"           FileException
-//                        (a range beyond the mapped size: ERROR_INVALID_PARAMETER)
-//   Unmap, Flush       9 "releasing a view"         FileException
-// There is no delete here: close, let the views go, then remove the file with
-// the path classes.
-//
-// Ownership: the file object owns the file and mapping handles, a view owns
-// its mapped address; all are released in the destructors (quietly: call
-// Unmap to see a failure) and close through the library's file-call table
-// (ORVSeamHandle.h). Objects are not locked: one thread at a time per object;
-// the bytes of a view may be shared between threads as any memory.
+/// \class ORVFile::MemoryMapFile
+/// MemoryMapFile: a file mapped into memory, read-only or read-write, and
+/// MemoryMapView, one mapped range of it. Sizes and offsets are 64-bit: files
+/// of 4 GiB and more map like any other.
+///
+/// ~~~
+///   MemoryMapFile `file("c:\\data\\index.bin",` MemoryMapFile::Access::ReadWrite, 1 << 20);
+///   MemoryMapView view = file.Map(70000, 512);      // any offset
+///   std::memcpy(view.Data(), record, 512);
+///   view.Flush();                                   // the range's pages to the file
+/// ~~~
+///
+/// Opening: ReadOnly opens an existing file (GENERIC_READ, OPEN_EXISTING) and
+/// maps it PAGE_READONLY; ReadWrite opens or creates it (GENERIC_READ |
+/// GENERIC_WRITE, OPEN_ALWAYS) and maps it PAGE_READWRITE. Both share reading
+/// with others. A size of 0 maps the whole file; a larger size in ReadWrite
+/// grows the file to it (the system fills the growth with zeros). Windows
+/// cannot map an empty file: mapping one with size 0 fails (ERROR_FILE_INVALID).
+///
+/// Views: Map(offset, length) maps the range at offset; length 0 means to the
+/// end. The system maps from multiples of the allocation granularity (64 KiB),
+/// so the view maps from the boundary below and Data() points at offset itself.
+/// A view keeps its part of the mapping alive on its own: it may outlive the
+/// MemoryMapFile (Windows holds the mapping until the last view goes), and the
+/// file cannot be deleted while a view of it exists. Flush writes the range's
+/// dirty pages to the file (FlushViewOfFile: it does not wait for the disk).
+///
+/// Failures raise, with `%1` the path, the Win32 error recorded and the source
+/// file "ORVMemoryMapFile.cpp":
+/// ~~~
+///   opening (CreateFile, GetFileSizeEx, CreateFileMapping)
+///                      1 read-only / 2 read-write  FileCannotOpenException,
+///                                                   whatever the error
+///   Map                6 "getting a view"           FileException
+///                        (a range beyond the mapped size: ERROR_INVALID_PARAMETER)
+///   Unmap, Flush       9 "releasing a view"         FileException
+/// ~~~
+/// There is no delete here: close, let the views go, then remove the file with
+/// the path classes.
+///
+/// Ownership: the file object owns the file and mapping handles, a view owns
+/// its mapped address; all are released in the destructors (quietly: call
+/// Unmap to see a failure) and close through the library's file-call table
+/// (ORVSeamHandle.h). Objects are not locked: one thread at a time per object;
+/// the bytes of a view may be shared between threads as any memory.
 #pragma once
 
 #include <cstddef>

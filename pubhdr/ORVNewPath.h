@@ -1,33 +1,38 @@
-// NewPathT: the library's path value, over char (ANSI code page) or wchar
-// (UTF-16 units). It holds a normalised path text, a packed state word (kind
-// of path, where its root ends, file or directory) and a small cache of file
-// properties. One parser, Set, builds it; the accessors read the text and the
-// root length Set recorded and never re-parse:
-//
-//   "C:/dir/./a/../name \"   ->  "C:\dir\name"
-//   "file:///C:/x"           ->  "C:\x"
-//   "\\server"               ->  "\\server\"  (UNC, root, server)
-//
-// Under validation the narrow class refuses every byte from 0x80 up in a
-// name, the wide class only units below 32: intended, and kept.
-//
-// The cache (exists, attributes, size, last write time, file or directory)
-// loads on the first query that needs it and then keeps its answers until
-// Set, an append, a setter or ResetProperties: a file that changes on disk
-// afterwards is not seen. Its answers are those of the family's other path
-// classes, including three that surprise:
-//   Size() is the low 32 bits of the size (a 5 GiB file gives 1 GiB);
-//   IsHidden() and IsNotIndexed() answer with the read-only bit;
-//   IsReadable() and IsWritable() answer false for every existing path.
-// Read the hidden bit with FileAttribute(FILE_ATTRIBUTE_HIDDEN).
-//
-// A path is a value: it owns everything it holds and shares nothing. It is not
-// locked, not even its cache; a caller that shares one between threads must
-// lock around it. Failures are exceptions of the FileException family.
-//
-// The state word is written to streams as it stands, so its bit layout is a
-// stored format: bits 0-15 attributes, 16 exists, 17-19 type, 20 absolute,
-// 21 root, 22 UNC, 23 drive, 24 server, 25 loaded, 26-31 root length.
+/// \class ORVFile::NewPathT
+/// NewPathT: the library's path value, over char (ANSI code page) or wchar
+/// (UTF-16 units). It holds a normalised path text, a packed state word (kind
+/// of path, where its root ends, file or directory) and a small cache of file
+/// properties. One parser, Set, builds it; the accessors read the text and the
+/// root length Set recorded and never re-parse:
+///
+/// ~~~
+///   "C:/dir/./a/../name `\"`   ->  `"C:\dir\name"`
+///   "file:///C:/x"           ->  `"C:\x"`
+///   `"\\server"`               ->  `"\\server\"`  (UNC, root, server)
+/// ~~~
+///
+/// Under validation the narrow class refuses every byte from 0x80 up in a
+/// name, the wide class only units below 32: intended, and kept.
+///
+/// The cache (exists, attributes, size, last write time, file or directory)
+/// loads on the first query that needs it and then keeps its answers until
+/// Set, an append, a setter or ResetProperties: a file that changes on disk
+/// afterwards is not seen. Its answers are those of the family's other path
+/// classes, including three that surprise:
+/// ~~~
+///   Size() is the low 32 bits of the size (a 5 GiB file gives 1 GiB);
+///   IsHidden() and IsNotIndexed() answer with the read-only bit;
+///   IsReadable() and IsWritable() answer false for every existing path.
+/// ~~~
+/// Read the hidden bit with FileAttribute(FILE_ATTRIBUTE_HIDDEN).
+///
+/// A path is a value: it owns everything it holds and shares nothing. It is not
+/// locked, not even its cache; a caller that shares one between threads must
+/// lock around it. Failures are exceptions of the FileException family.
+///
+/// The state word is written to streams as it stands, so its bit layout is a
+/// stored format: bits 0-15 attributes, 16 exists, 17-19 type, 20 absolute,
+/// 21 root, 22 UNC, 23 drive, 24 server, 25 loaded, 26-31 root length.
 #pragma once
 
 #include <cstdint>
@@ -71,30 +76,30 @@ class NewPathT {
  public:
   using String = std::basic_string<CharT>;
 
-  static const String NP_PATH_SEPARATOR;       // "\"
-  static const String NP_SLASH;                // "/"
-  static const String NP_DRIVE_SEPARATOR;      // ":"
-  static const String NP_EXTENSION_SEPARATOR;  // "."
-  static const String NP_CURRENT;              // "."
-  static const String NP_SPACE;                // " "
-  static const String NP_ROOT;                 // "\"
-  static const String NP_PARENT;               // ".."
-  static const String NP_UNC_ROOT;             // two backslashes
-  static const String NP_FILE_SCHEME;          // "file:" and two backslashes
-  // Sorted, so that a character can be binary-searched.
+  static const String NP_PATH_SEPARATOR;       ///< "\"
+  static const String NP_SLASH;                ///< "/"
+  static const String NP_DRIVE_SEPARATOR;      ///< ":"
+  static const String NP_EXTENSION_SEPARATOR;  ///< "."
+  static const String NP_CURRENT;              ///< "."
+  static const String NP_SPACE;                ///< " "
+  static const String NP_ROOT;                 ///< "\"
+  static const String NP_PARENT;               ///< ".."
+  static const String NP_UNC_ROOT;             ///< two backslashes
+  static const String NP_FILE_SCHEME;          ///< "file:" and two backslashes
+  /// Sorted, so that a character can be binary-searched.
   static const String NP_ALL_INVALID_PATH_CHAR;
   static const String NP_ALL_INVALID_COMPUTER_CHAR;
   static constexpr std::size_t kDeviceNameCount = 23;
-  // Sorted by InvalidPathNameLess; the device search depends on this order.
+  /// Sorted by InvalidPathNameLess; the device search depends on this order.
   static const String NP_ALL_INVALID_PATH_NAME[kDeviceNameCount];
-  static const String NP_DEFAULT_FILTER;  // "*"
+  static const String NP_DEFAULT_FILTER;  ///< "*"
   static const AdvSearchOptions NP_DEFAULT_ADV_OPTIONS;
 
   NewPathT();
   explicit NewPathT(const String& text, PathType type = PathType::File, bool validate = true);
   NewPathT(const NewPathT& other);
   NewPathT& operator=(const NewPathT& other);
-  // A moved-from path is left as a default-constructed one.
+  /// A moved-from path is left as a default-constructed one.
   NewPathT(NewPathT&& other) noexcept;
   NewPathT& operator=(NewPathT&& other) noexcept;
   ~NewPathT();
@@ -102,39 +107,39 @@ class NewPathT {
   /// Set(text, Detect, true): the text must name something that exists.
   NewPathT& operator=(const String& text);
 
-  // Throws InvalidPathException on a bad drive letter, and with validate on a
-  // bad server name or segment; with Detect, FileNotFoundException when the
-  // path does not exist. On a throw the object is unusable until the next
-  // successful Set.
+  /// Throws InvalidPathException on a bad drive letter, and with validate on a
+  /// bad server name or segment; with Detect, FileNotFoundException when the
+  /// path does not exist. On a throw the object is unusable until the next
+  /// successful Set.
   void Set(const String& text, PathType type, bool validate);
 
-  // Resolves "." and "..", trims the end and collapses backslashes; with
-  // makeAbsolute a relative path is first joined to the current directory
-  // (of its drive, for "C:x"). No validation; without makeAbsolute the cache
-  // is kept.
+  /// Resolves "." and "..", trims the end and collapses backslashes; with
+  /// makeAbsolute a relative path is first joined to the current directory
+  /// (of its drive, for "C:x"). No validation; without makeAbsolute the cache
+  /// is kept.
   void Canonicalize(bool makeAbsolute);
-  // The current directory, or that of the drive letter; InvalidPathException
-  // when the drive is not present.
+  /// The current directory, or that of the drive letter; InvalidPathException
+  /// when the drive is not present.
   static NewPathT GetCurrentPath(const CharT& drive);
   /// Directory when the file system reports a directory, else File;
   /// FileNotFoundException when the path cannot be read.
   static PathType GetType(const String& path);
 
-  // A text prefix, ASCII case folded, strictly shorter; no separator needed
-  // after it: "C:\ab" is a child of "C:\a". The file system is not read.
+  /// A text prefix, ASCII case folded, strictly shorter; no separator needed
+  /// after it: `"C:\ab"` is a child of `"C:\a".` The file system is not read.
   bool IsChild(const NewPathT& parent) const;
   /// Whether Directory() holds something matching pattern (a name or a wildcard).
   bool Contains(const String& pattern) const;
 
-  // A complete other path replaces this one; a relative one is joined to
-  // Directory(); one starting with "\" keeps only this path's root. A
-  // relative join of 260 units or more throws InvalidPathException and
-  // leaves this path as it was.
+  /// A complete other path replaces this one; a relative one is joined to
+  /// Directory(); one starting with `"\"` keeps only this path's root. A
+  /// relative join of 260 units or more throws InvalidPathException and
+  /// leaves this path as it was.
   NewPathT& operator+=(const NewPathT& other);
   NewPathT operator+(const NewPathT& other) const;
 
-  // n levels up, as a Directory: "C:\a\b\f.txt" Up(2) -> "C:\a". Loads the
-  // properties of the result.
+  /// n levels up, as a Directory: `"C:\a\b\f.txt"` Up(2) -> `"C:\a".` Loads the
+  /// properties of the result.
   void Up(unsigned int n);
 
   const String& RawPath() const noexcept;
@@ -143,16 +148,16 @@ class NewPathT {
   String Drive() const;
   String Name() const;
   String Extension() const;
-  // A Directory path is its own directory: "C:\a" (Directory) -> "C:\a\".
+  /// A Directory path is its own directory: `"C:\a"` (Directory) -> `"C:\a\".`
   String Directory() const;
-  // A root keeps its backslash: "C:\f.txt" -> "C:\".
+  /// A root keeps its backslash: `"C:\f.txt"` -> `"C:\".`
   String DirectoryWithoutBackslash() const;
 
-  // The name (extension with its dot) replaced, after the same checks as a
-  // segment under validation (InvalidPathException, nothing changed). With
-  // rename the file is renamed on disk first (FileCannotMoveException,
-  // nothing changed); without, the cache is forgotten. The state word is
-  // kept. A drive-relative "C:x" keeps its name.
+  /// The name (extension with its dot) replaced, after the same checks as a
+  /// segment under validation (InvalidPathException, nothing changed). With
+  /// rename the file is renamed on disk first (FileCannotMoveException,
+  /// nothing changed); without, the cache is forgotten. The state word is
+  /// kept. A drive-relative "C:x" keeps its name.
   void Name(const String& name, bool rename = false);
   void Extension(const String& extension, bool rename = false);
 
@@ -162,18 +167,18 @@ class NewPathT {
   bool IsServer() const noexcept;
   bool IsUNC() const noexcept;
   bool HasDrive() const noexcept;
-  // Names one place whatever the current drive and directory.
+  /// Names one place whatever the current drive and directory.
   bool IsComplete() const noexcept;
   bool IsFile() const noexcept;
   bool IsDirectory() const noexcept;
 
-  // Folds A-Z only; callers compare case-insensitively by folding first.
+  /// Folds A-Z only; callers compare case-insensitively by folding first.
   void ToLowerCase() noexcept;
 
-  // Exact, case-sensitive: "C:\A" and "c:\a" differ.
+  /// Exact, case-sensitive: `"C:\A"` and `"c:\a"` differ.
   bool operator==(const String& text) const noexcept;
   bool operator==(const NewPathT& other) const noexcept;
-  // By unsigned code unit, a prefix first.
+  /// By unsigned code unit, a prefix first.
   bool operator<(const String& text) const noexcept;
   bool operator<(const NewPathT& other) const noexcept;
 
@@ -193,10 +198,10 @@ class NewPathT {
   const std::uint64_t& Size() const;
   const ORV::DateTime& LastModificationTime() const;
   bool IsReadOnly() const;
-  bool IsHidden() const;      // the read-only bit: see the top of this header
-  bool IsNotIndexed() const;  // the read-only bit
-  bool IsReadable() const;    // false for every existing path
-  bool IsWritable() const;    // false for every existing path
+  bool IsHidden() const;      ///< the read-only bit: see the top of this header
+  bool IsNotIndexed() const;  ///< the read-only bit
+  bool IsReadable() const;    ///< false for every existing path
+  bool IsWritable() const;    ///< false for every existing path
   /// Read now from the file system, not cached.
   ORV::DateTime FileTime(FileDate which) const;
   /// Bytes available to the caller on the volume of Directory(); 0 when unknown.
@@ -204,74 +209,74 @@ class NewPathT {
 
   // ---- Changing the file system.
 
-  // File: an empty file, its missing parent directories made first; an
-  // existing file is left as it is. Directory: the directory and its missing
-  // parents; FileExistException when a file stands there. Detect: nothing.
-  // FileCannotCreateException when the system refuses.
+  /// File: an empty file, its missing parent directories made first; an
+  /// existing file is left as it is. Directory: the directory and its missing
+  /// parents; FileExistException when a file stands there. Detect: nothing.
+  /// FileCannotCreateException when the system refuses.
   void Create();
-  // A file, or a directory with everything in it. Read-only attributes are
-  // cleared first (FileCannotSetAttributes, message 12, when that fails).
-  // FileCannotDeleteException when the path does not exist or the system
-  // refuses; a tree is removed depth first and the removal stops at the first
-  // entry that cannot go, leaving its parents. Junctions and other reparse
-  // points are removed, not followed.
+  /// A file, or a directory with everything in it. Read-only attributes are
+  /// cleared first (FileCannotSetAttributes, message 12, when that fails).
+  /// FileCannotDeleteException when the path does not exist or the system
+  /// refuses; a tree is removed depth first and the removal stops at the first
+  /// entry that cannot go, leaving its parents. Junctions and other reparse
+  /// points are removed, not followed.
   void Delete();
-  // Everything inside this directory; the directory itself stays.
+  /// Everything inside this directory; the directory itself stays.
   void DeleteContent();
-  // This file, or this directory with its content, to target (the new name,
-  // not the directory to put it in); missing parents of target are made.
-  // Without overwrite an existing target file makes it fail.
-  // FileCannotCopyException (message 3, this path and target); copying a
-  // directory into itself is refused the same way.
+  /// This file, or this directory with its content, to target (the new name,
+  /// not the directory to put it in); missing parents of target are made.
+  /// Without overwrite an existing target file makes it fail.
+  /// FileCannotCopyException (message 3, this path and target); copying a
+  /// directory into itself is refused the same way.
   void Copy(const NewPathT& target, bool overwrite = false) const;
-  // Everything inside this directory into the directory target (made when missing).
+  /// Everything inside this directory into the directory target (made when missing).
   void CopyContent(const NewPathT& target, bool overwrite = false) const;
-  // Moves or renames to target, making its missing parents; this path then
-  // names target, with its cache forgotten. FileCannotMoveException (message
-  // 7) when the system refuses (an existing target, another volume for a
-  // directory).
+  /// Moves or renames to target, making its missing parents; this path then
+  /// names target, with its cache forgotten. FileCannotMoveException (message
+  /// 7) when the system refuses (an existing target, another volume for a
+  /// directory).
   void Move(const NewPathT& target);
 
   // ---- Listing.
 
-  // Appends to result (not cleared) the entries of Directory() whose
-  // lower-cased names match the lower-cased pattern and that pass options;
-  // with recursive, depth first and pre-order: a listed directory stands
-  // before its content, and directories that do not pass are still
-  // searched. "." and ".." never appear. Each entry is built from the
-  // directory text and the entry's name, with its type (File or Directory)
-  // and its cache filled from the search. An unreadable directory adds
-  // nothing and throws nothing. For a server path ("\\server") the entries
-  // are its shares (see GetServerShares), loaded and filtered the same way;
-  // recursive also lists inside each share that passes.
+  /// Appends to result (not cleared) the entries of Directory() whose
+  /// lower-cased names match the lower-cased pattern and that pass options;
+  /// with recursive, depth first and pre-order: a listed directory stands
+  /// before its content, and directories that do not pass are still
+  /// searched. "." and ".." never appear. Each entry is built from the
+  /// directory text and the entry's name, with its type (File or Directory)
+  /// and its cache filled from the search. An unreadable directory adds
+  /// nothing and throws nothing. For a server path `("\\server")` the entries
+  /// are its shares (see GetServerShares), loaded and filtered the same way;
+  /// recursive also lists inside each share that passes.
   void GetFileList(std::vector<NewPathT>& result, const String& pattern, bool recursive,
                    const AdvSearchOptions& options) const;
 
   // ---- Network.
 
-  // The server a path lives on: "srv" for "\\srv\share\x", the server of a
-  // mapped network drive for "X:\x"; "" for a local path.
-  // CannotRetrieveServerException (message 10) when the drive's mapping
-  // cannot be read.
+  /// The server a path lives on: "srv" for `"\\srv\share\x",` the server of a
+  /// mapped network drive for `"X:\x";` "" for a local path.
+  /// CannotRetrieveServerException (message 10) when the drive's mapping
+  /// cannot be read.
   String Server() const;
-  // Not on another machine: a drive that is not a network drive, or a UNC
-  // path naming this computer. A relative path is judged by the current
-  // directory.
+  /// Not on another machine: a drive that is not a network drive, or a UNC
+  /// path naming this computer. A relative path is judged by the current
+  /// directory.
   bool IsLocal() const;
-  // The UNC form: a mapped network drive's path as "\\srv\share\...", a SUBST
-  // drive's path through its target; a UNC path, or a local path that no
-  // share reaches, is returned as it is, made absolute.
-  // CannotRetrieveServerException (message 10) when a network drive's
-  // mapping cannot be read.
+  /// The UNC form: a mapped network drive's path as `"\\srv\share\...",` a SUBST
+  /// drive's path through its target; a UNC path, or a local path that no
+  /// share reaches, is returned as it is, made absolute.
+  /// CannotRetrieveServerException (message 10) when a network drive's
+  /// mapping cannot be read.
   NewPathT MakeUNC() const;
-  // A "file:" URI of the absolute path, which Set reads back to the same
-  // path: "C:\a b\x" -> "file:///C:/a b/x", "\\srv\share" -> "file://srv/share";
-  // a Directory gets a trailing "/". Nothing is percent-encoded, because Set
-  // does not decode.
+  /// A "file:" URI of the absolute path, which Set reads back to the same
+  /// path: `"C:\a` `b\x"` -> "file:///C:/a b/x", `"\\srv\share"` -> "file://srv/share";
+  /// a Directory gets a trailing "/". Nothing is percent-encoded, because Set
+  /// does not decode.
   String GetURI() const;
-  // Appends the disk shares of this UNC path's server, as Directory paths
-  // "\\server\share" (administrative shares such as "C$" left out).
-  // CannotRetrieveServerException (message 10) when the server cannot be asked.
+  /// Appends the disk shares of this UNC path's server, as Directory paths
+  /// `"\\server\share"` (administrative shares such as "C$" left out).
+  /// CannotRetrieveServerException (message 10) when the server cannot be asked.
   void GetServerShares(std::vector<NewPathT>& shares) const;
   /// This computer's NetBIOS name.
   static String ComputerName();
@@ -387,11 +392,11 @@ class NewPathT {
   mutable std::uint32_t m_state;
 };
 
-// The stream form: the size (8 bytes, little-endian), the modification time
-// (the core library's DateTime form), the raw path (BinaryStream_Put, form 16
-// narrow, 17 wide), the state word (4 bytes, little-endian). Reading takes
-// the four items back as written, without parsing or checking; a read cut
-// short throws ORV::Exception and leaves the path as it was.
+/// The stream form: the size (8 bytes, little-endian), the modification time
+/// (the core library's DateTime form), the raw path (BinaryStream_Put, form 16
+/// narrow, 17 wide), the state word (4 bytes, little-endian). Reading takes
+/// the four items back as written, without parsing or checking; a read cut
+/// short throws ORV::Exception and leaves the path as it was.
 template <class CharT>
 ORV::BinaryStream& operator<<(ORV::BinaryStream& stream, const NewPathT<CharT>& path);
 template <class CharT>

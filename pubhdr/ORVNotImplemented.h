@@ -1,13 +1,16 @@
-// NotImplemented: what a buffer throws for an operation its class does not
-// support ("OCFileBuffer::Get : Not implemented!") or refuses on const memory
-// ("StaticMemoryBuffer::Put: Buffer is const!"). Such a failure is not a file
-// failure, so it is not a FileException: callers catch it as the standard
-// exception and read the text from what():
-//
-//   try { out.vGet(dest, 4); } catch (const std::exception& e) { e.what(); }
-//
-// The object keeps a pointer to the text, not a copy, so that building and
-// copying it never throw: pass a literal (static storage). Any thread.
+/// \class ORVFile::NotImplemented
+/// NotImplemented: what a buffer throws for an operation its class does not
+/// support ("OCFileBuffer::Get : Not implemented!") or refuses on const memory
+/// ("StaticMemoryBuffer::Put: Buffer is const!"). Such a failure is not a file
+/// failure, so it is not a FileException: callers catch it as the standard
+/// exception and read the text from what():
+///
+/// ~~~
+///   try { out.vGet(dest, 4); } catch (const std::exception& e) { e.what(); }
+/// ~~~
+///
+/// The object keeps a pointer to the text, not a copy, so that building and
+/// copying it never throw: pass a literal (static storage). Any thread.
 #pragma once
 
 #include <exception>
@@ -18,7 +21,7 @@ namespace ORVFile {
 
 class ORVFILE_API NotImplemented : public std::exception {
  public:
-  /// text: "<Class>::<Operation> : Not implemented!" or the like, a literal.
+  /// text: `"<Class>::<Operation>` : Not implemented!" or the like, a literal.
   explicit NotImplemented(const char* text) noexcept;
   NotImplemented(const NotImplemented& other) noexcept;
   NotImplemented& operator=(const NotImplemented& other) noexcept;

@@ -1,40 +1,43 @@
-// ObserverCallInterface: queues batches of file-system events from any
-// producer and delivers them one at a time, in arrival order, to four
-// handlers on a thread of its own named "ObserverCallInterface::ProcessEvents",
-// after looking on the disk at what each path names.
-// DirectoryObserverCallInterface: what a directory change source
-// (ORVDirectoryChangeSource.h) calls with what it sees.
-//
-// Dispatch, per event, with the path normalised as a WPath and lowered unit
-// by unit (ORV::ToLower): "C:/Data/New.TXT" -> "c:\data\new.txt".
-//   Modified  FileModified when the path is an existing file, else nothing
-//   Added     DirectoryAdded for an existing directory, FileAdded for an
-//             existing file, else nothing (it went before its turn came)
-//   Removed   PathRemoved, without a look at the disk
-//   other     nothing
-//
-// Threads. EventsOccurred may be called from any thread, handlers included.
-// The queue is guarded by a critical section with a spin count of 4000 that
-// is never held while a handler runs or the disk is consulted. Handlers run
-// one at a time on the worker.
-//
-// Failures. An exception from a handler, a path check or a failed wait ends
-// the worker and goes to the UnhandledExceptionFunction given to the
-// constructor; later events are queued but never delivered. Event calls that
-// fail throw ORV::LastErrorException.
-//
-// Lifetime. Counted (RefCounted): derive, create with new, hold in a
-// SmartPtr. Call Shutdown before the last Release: the flag stops the worker
-// before its next event (the rest of the queue is dropped, and later events
-// are kept but never delivered). Decided here: Shutdown waits for the worker
-// to end, that is for the handler in progress, so that the Release that
-// follows never frees a derived object a handler still uses. From a handler
-// it cannot wait for its own thread: it returns at once, the worker ends when
-// that handler returns, and the last Release must wait until then (the
-// derived part goes before the base's destructor can wait for the worker).
-// Never drop the last reference from a handler. The destructor makes up for
-// a missing Shutdown, too late for the derived part: a handler may be
-// running while it goes.
+/// \class ORVFile::ObserverCallInterface
+/// ObserverCallInterface: queues batches of file-system events from any
+/// producer and delivers them one at a time, in arrival order, to four
+/// handlers on a thread of its own named "ObserverCallInterface::ProcessEvents",
+/// after looking on the disk at what each path names.
+/// DirectoryObserverCallInterface: what a directory change source
+/// (ORVDirectoryChangeSource.h) calls with what it sees.
+///
+/// Dispatch, per event, with the path normalised as a WPath and lowered unit
+/// by unit (ORV::ToLower): "C:/Data/New.TXT" -> `"c:\data\new.txt".`
+/// ~~~
+///   Modified  FileModified when the path is an existing file, else nothing
+///   Added     DirectoryAdded for an existing directory, FileAdded for an
+///             existing file, else nothing (it went before its turn came)
+///   Removed   PathRemoved, without a look at the disk
+///   other     nothing
+/// ~~~
+///
+/// Threads. EventsOccurred may be called from any thread, handlers included.
+/// The queue is guarded by a critical section with a spin count of 4000 that
+/// is never held while a handler runs or the disk is consulted. Handlers run
+/// one at a time on the worker.
+///
+/// Failures. An exception from a handler, a path check or a failed wait ends
+/// the worker and goes to the UnhandledExceptionFunction given to the
+/// constructor; later events are queued but never delivered. Event calls that
+/// fail throw ORV::LastErrorException.
+///
+/// Lifetime. Counted (RefCounted): derive, create with new, hold in a
+/// SmartPtr. Call Shutdown before the last Release: the flag stops the worker
+/// before its next event (the rest of the queue is dropped, and later events
+/// are kept but never delivered). Decided here: Shutdown waits for the worker
+/// to end, that is for the handler in progress, so that the Release that
+/// follows never frees a derived object a handler still uses. From a handler
+/// it cannot wait for its own thread: it returns at once, the worker ends when
+/// that handler returns, and the last Release must wait until then (the
+/// derived part goes before the base's destructor can wait for the worker).
+/// Never drop the last reference from a handler. The destructor makes up for
+/// a missing Shutdown, too late for the derived part: a handler may be
+/// running while it goes.
 #pragma once
 
 #include <atomic>
@@ -56,7 +59,7 @@ namespace ORVFile {
 struct DeviceEvent {
   enum Kind : int { Modified = 0, Added = 1, Removed = 2 };
 
-  int kind;  // a Kind; other values are queued and then ignored
+  int kind;  ///< a Kind; other values are queued and then ignored
   std::wstring path;
 };
 
@@ -97,9 +100,9 @@ class ORVFILE_API ObserverCallInterface : public ORV::RefCounted {
   std::atomic<bool> m_shutdown{false};
 };
 
-// Defined as the interface a directory change source calls, on the source's
-// own thread, one call at a time. No base class: it counts its references
-// itself (interlocked; a copy starts at 0, assignment leaves the count).
+/// Defined as the interface a directory change source calls, on the source's
+/// own thread, one call at a time. No base class: it counts its references
+/// itself (interlocked; a copy starts at 0, assignment leaves the count).
 class ORVFILE_API DirectoryObserverCallInterface {
  public:
   DirectoryObserverCallInterface() noexcept;

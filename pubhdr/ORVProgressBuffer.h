@@ -1,41 +1,48 @@
-// ProgressBuffer, OProgressBuffer, IProgressBuffer: wrappers that pass the
-// bytes of another buffer through unchanged and tell a LogEntryCallInterface
-// how far a long write (OProgressBuffer) or read (IProgressBuffer) has come,
-// as a fraction of a total byte count the caller gives. Every operation but
-// the write (vPut) of the output form and the read (vGet) of the input form
-// goes straight to the wrapped buffer (see ORVBinaryStreamBufWrapper.h), so
-// Copy does not report: use Get or Put to be told.
-//
-// Ownership: the wrapped buffer is borrowed and must outlive the wrapper. The
-// callback is shared: the wrapper holds its own reference from construction
-// to destruction. A null callback reports nothing; the counting goes on the
-// same. One thread at a time; the callback runs on that thread, inside the
-// Put or Get that triggered it, and what it throws leaves through that call
-// (the bytes have then already gone through).
-//
-// Reports come at most once per update chunk: total / steps bytes, but never
-// fewer than 4096 (steps 0 throws std::invalid_argument: it is a caller's
-// mistake, not a failure of the file system):
-//   total 10000 in 100 steps  ->  a chunk of 4096, not 100
-//
-// Output: after each Put the requested byte count is added to a counter
-// (requested, not taken: a partial put that SafePut then completes is counted
-// twice); once the counter reaches the mark, counter / total is reported,
-// capped at 1.0, and the mark moves to counter + chunk:
-//   total 10000, one Put of 20000 bytes   ->  1.0
-//   total 10000, Puts of 1000 bytes       ->  0.5 (at 5000), 1.0 (at 10000)
-// A total of 0 reports 1.0 at each due report.
-//
-// Input: the report gives the wrapped buffer's caller position (TellG, its
-// look-ahead store counted back) taken *before* the read that triggers it,
-// and is not capped: a buffer that holds more than the total reports more
-// than 1.0. A report is due when the bytes requested since the last one reach
-// the chunk and the position has moved past that of the last report:
-//   10000 bytes, total 10000, reads of 3000  ->  0.3 (read at 3000), 0.9 (read at 9000)
-// so the last report lags one read behind and 1.0 comes only from a read at
-// the end. A total of 0 stands for the wrapped buffer's size at construction
-// (the chunk is then size / steps, at least 4096); with both 0 the reports are
-// +infinity.
+/// \class ORVFile::ProgressBuffer
+/// ProgressBuffer, OProgressBuffer, IProgressBuffer: wrappers that pass the
+/// bytes of another buffer through unchanged and tell a LogEntryCallInterface
+/// how far a long write (OProgressBuffer) or read (IProgressBuffer) has come,
+/// as a fraction of a total byte count the caller gives. Every operation but
+/// the write (vPut) of the output form and the read (vGet) of the input form
+/// goes straight to the wrapped buffer (see ORVBinaryStreamBufWrapper.h), so
+/// Copy does not report: use Get or Put to be told.
+///
+/// Ownership: the wrapped buffer is borrowed and must outlive the wrapper. The
+/// callback is shared: the wrapper holds its own reference from construction
+/// to destruction. A null callback reports nothing; the counting goes on the
+/// same. One thread at a time; the callback runs on that thread, inside the
+/// Put or Get that triggered it, and what it throws leaves through that call
+/// (the bytes have then already gone through).
+///
+/// Reports come at most once per update chunk: total / steps bytes, but never
+/// fewer than 4096 (steps 0 throws std::invalid_argument: it is a caller's
+/// mistake, not a failure of the file system):
+/// ~~~
+///   total 10000 in 100 steps  ->  a chunk of 4096, not 100
+/// ~~~
+///
+/// Output: after each Put the requested byte count is added to a counter
+/// (requested, not taken: a partial put that SafePut then completes is counted
+/// twice); once the counter reaches the mark, counter / total is reported,
+/// capped at 1.0, and the mark moves to counter + chunk:
+/// ~~~
+///   total 10000, one Put of 20000 bytes   ->  1.0
+///   total 10000, Puts of 1000 bytes       ->  0.5 (at 5000), 1.0 (at 10000)
+/// ~~~
+/// A total of 0 reports 1.0 at each due report.
+///
+/// Input: the report gives the wrapped buffer's caller position (TellG, its
+/// look-ahead store counted back) taken *before* the read that triggers it,
+/// and is not capped: a buffer that holds more than the total reports more
+/// than 1.0. A report is due when the bytes requested since the last one reach
+/// the chunk and the position has moved past that of the last report:
+/// ~~~
+///   10000 bytes, total 10000, reads of 3000  ->  0.3 (read at 3000), 0.9 (read at 9000)
+/// ~~~
+/// so the last report lags one read behind and 1.0 comes only from a read at
+/// the end. A total of 0 stands for the wrapped buffer's size at construction
+/// (the chunk is then size / steps, at least 4096); with both 0 the reports are
+/// +infinity.
 #pragma once
 
 #include <cstdint>
@@ -71,9 +78,9 @@ class ORVFILE_API ProgressBuffer : public ORV::BinaryStreamBufWrapper {
 
   SmartPtr<LogEntryCallInterface> m_callback;
   std::uint32_t m_updateChunk;
-  std::uint32_t m_counter = 0;  // bytes requested since the last report (output: since the start)
-  std::uint32_t m_total = 0;    // the byte count that stands for 1.0
-  std::uint32_t m_mark = 0;     // output: counter due for the next report; input: position at the last
+  std::uint32_t m_counter = 0;  ///< bytes requested since the last report (output: since the start)
+  std::uint32_t m_total = 0;    ///< the byte count that stands for 1.0
+  std::uint32_t m_mark = 0;     ///< output: counter due for the next report; input: position at the last
 };
 
 class ORVFILE_API OProgressBuffer : public ProgressBuffer {

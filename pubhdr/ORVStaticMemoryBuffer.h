@@ -1,31 +1,36 @@
-// StaticMemoryBuffer: a BinaryStreamBuf over a block of memory that the
-// caller owns, writable in place or read-only. Nothing is allocated, the size
-// never changes, and the caller's block must outlive the buffer.
-//
-// Built from a writable pointer it takes Puts up to the end of the block (a
-// Put of 10 bytes into 8 left takes 8). Built from a read-only pointer it is
-// const: Put, TellP and SeekP throw, reading and get seeks work. Clear,
-// ClearMemory and ClearEnd are not supported. These failures are standard
-// exceptions carrying the exact texts
-//   "StaticMemoryBuffer::Put: Buffer is const!"      (also TellP, SeekP)
-//   "StaticMemoryBuffer::Clear: Not implemented!"    (also ClearMemory, ClearEnd)
-//
-// Seeks clamp to 0..size. Unlike MemoryBuffer, an End offset counts
-// backwards: SeekG(10, End) on 50 bytes gives 40; an unknown direction gives 0.
-//
-// The UTF-16 copy is kept as the family has always had it: Copy(wstring, k)
-// consumes k bytes from the get position but takes its units from byte offset
-// twice the get position, so the copy is only aligned with the get position
-// at 0:
-//   "aAbBcCdD", get 2, Copy(wstring, 4)  ->  units "cC", "dD"; get position 6
-// It never reads outside the caller's block: only the bytes that exist from
-// the doubled offset are used, so when that offset lies at or past the end
-// nothing is appended, while the get position still advances by k and k is
-// the result.
-//
-// Copies into another buffer are one vPut, or pieces of at most 32768 bytes
-// into an OCFileBuffer; the get position advances by what the destination
-// took. One thread at a time.
+/// \class ORVFile::StaticMemoryBuffer
+/// StaticMemoryBuffer: a BinaryStreamBuf over a block of memory that the
+/// caller owns, writable in place or read-only. Nothing is allocated, the size
+/// never changes, and the caller's block must outlive the buffer.
+///
+/// Built from a writable pointer it takes Puts up to the end of the block (a
+/// Put of 10 bytes into 8 left takes 8). Built from a read-only pointer it is
+/// const: Put, TellP and SeekP throw, reading and get seeks work. Clear,
+/// ClearMemory and ClearEnd are not supported. These failures are standard
+/// exceptions carrying the exact texts
+/// ~~~
+///   "StaticMemoryBuffer::Put: Buffer is const!"      (also TellP, SeekP)
+///   "StaticMemoryBuffer::Clear: Not implemented!"    (also ClearMemory, ClearEnd)
+/// ~~~
+///
+/// Seeks clamp to 0..size. Unlike MemoryBuffer, an End offset counts
+/// backwards: SeekG(10, End) on 50 bytes gives 40; an unknown direction gives 0.
+///
+/// The UTF-16 copy is kept as the family has always had it: Copy(wstring, k)
+/// consumes k bytes from the get position but takes its units from byte offset
+/// twice the get position, so the copy is only aligned with the get position
+/// at 0:
+/// ~~~
+///   "aAbBcCdD", get 2, Copy(wstring, 4)  ->  units "cC", "dD"; get position 6
+/// ~~~
+/// It never reads outside the caller's block: only the bytes that exist from
+/// the doubled offset are used, so when that offset lies at or past the end
+/// nothing is appended, while the get position still advances by k and k is
+/// the result.
+///
+/// Copies into another buffer are one vPut, or pieces of at most 32768 bytes
+/// into an OCFileBuffer; the get position advances by what the destination
+/// took. One thread at a time.
 #pragma once
 
 #include <cstdint>

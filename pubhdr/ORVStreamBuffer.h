@@ -1,28 +1,31 @@
-// OStreamBuffer and IStreamBuffer: one-way buffers (BinaryStreamBuf) over a
-// standard narrow output or input stream, so that what writes to a buffer can
-// write to a std::ofstream or a std::ostringstream, and the other way round.
-// The output adapter has only the put side, the input adapter only the get
-// side; positions are the stream buffer's (pubseekoff on the side used).
-//
-// Stream failures never become exceptions: they show as a short count from
-// vGet (gcount), a position of 0xFFFFFFFF (-1) from a stream whose fail or bad
-// bit is set, or a seek that is skipped. vPut returns the count asked whatever
-// the stream did with it; vSeekP / vSeekG clear an end-of-file state first.
-// vSize goes to the end and back and answers 0xFFFFFFFF when the stream had
-// failed. vFlush does nothing: the stream is flushed by its owner.
-//
-// Built from a reference the adapter borrows the stream; built from
-// (pointer, true) it owns it and deletes it when it goes. Both derive from
-// StreamAdapter, which holds what they share. One thread at a time.
-//
-// The other operations throw NotImplemented (a std::exception), with these
-// texts exactly, slips included:
-//   OStreamBuffer: "OStreamBuffer::Get : Not implemented!", "...::TellG : ...",
-//     "...::SeekG : ...", "...::Clear : ...", "...::ClearMemory : ...",
-//     "OStreamBuffer::ClearEnd : Not implemented!"
-//   IStreamBuffer: vPut and vSeekP "IStreamBuffer::SeekP: Not implemented!",
-//     vTellP "PStreamBuffer::TellP : Not implemented!", "IStreamBuffer::Clear :
-//     Not implemented!", "...::ClearMemory : ...", "...::ClearEnd : ..."
+/// \class ORVFile::OStreamBuffer
+/// OStreamBuffer and IStreamBuffer: one-way buffers (BinaryStreamBuf) over a
+/// standard narrow output or input stream, so that what writes to a buffer can
+/// write to a std::ofstream or a std::ostringstream, and the other way round.
+/// The output adapter has only the put side, the input adapter only the get
+/// side; positions are the stream buffer's (pubseekoff on the side used).
+///
+/// Stream failures never become exceptions: they show as a short count from
+/// vGet (gcount), a position of 0xFFFFFFFF (-1) from a stream whose fail or bad
+/// bit is set, or a seek that is skipped. vPut returns the count asked whatever
+/// the stream did with it; vSeekP / vSeekG clear an end-of-file state first.
+/// vSize goes to the end and back and answers 0xFFFFFFFF when the stream had
+/// failed. vFlush does nothing: the stream is flushed by its owner.
+///
+/// Built from a reference the adapter borrows the stream; built from
+/// (pointer, true) it owns it and deletes it when it goes. Both derive from
+/// StreamAdapter, which holds what they share. One thread at a time.
+///
+/// The other operations throw NotImplemented (a std::exception), with these
+/// texts exactly, slips included:
+/// ~~~
+///   OStreamBuffer: "OStreamBuffer::Get : Not implemented!", "...::TellG : ...",
+///     "...::SeekG : ...", "...::Clear : ...", "...::ClearMemory : ...",
+///     "OStreamBuffer::ClearEnd : Not implemented!"
+///   IStreamBuffer: vPut and vSeekP "IStreamBuffer::SeekP: Not implemented!",
+///     vTellP "PStreamBuffer::TellP : Not implemented!", "IStreamBuffer::Clear :
+///     Not implemented!", "...::ClearMemory : ...", "...::ClearEnd : ..."
+/// ~~~
 #pragma once
 
 #include <cstdint>
