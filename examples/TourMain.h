@@ -7,7 +7,7 @@
 #include <cstdio>
 #include <exception>
 
-#include "ORVFileException.h"
+#include "ORVBaseException.h"
 
 template <class Tour>
 int TourMain(const char* title, Tour tour) {
@@ -16,7 +16,7 @@ int TourMain(const char* title, Tour tour) {
     tour();
     std::printf("\n");
     return 0;
-  } catch (const ORVFile::FileException& e) {
+  } catch (const ORV::BaseException& e) {
     std::printf("\nfailed: %ls\n", e.What().c_str());
   } catch (const std::exception& e) {
     std::printf("\nfailed: %s\n", e.what());

@@ -11,6 +11,7 @@
 
 #include "ORVConfigFile.h"
 #include "ORVHandle.h"
+#include "TourMain.h"
 
 using ORV::Config;
 using ORVFile::ConfigFile;
@@ -81,13 +82,7 @@ int main() {
   const DWORD length = ::GetTempPathA(MAX_PATH, temp);
   const std::string path =
       std::string(temp, length) + "orvfile-config-tour-" + std::to_string(::GetCurrentProcessId()) + ".ini";
-  int status = 0;
-  try {
-    Tour(path);
-  } catch (const Config::ConfigException& e) {
-    std::printf("Failed: %ls\n", e.What().c_str());
-    status = 1;
-  }
+  const int status = TourMain("Configuration files", [&] { Tour(path); });
   ::DeleteFileA(path.c_str());
   return status;
 }

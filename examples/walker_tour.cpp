@@ -11,6 +11,7 @@
 #include "ORVFileException.h"
 #include "ORVHandle.h"
 #include "ORVPath.h"
+#include "TourMain.h"
 
 using namespace ORVFile;
 
@@ -60,19 +61,13 @@ int main() {
   char temp[MAX_PATH];
   const DWORD length = ::GetTempPathA(MAX_PATH, temp);
   const std::string root = std::string(temp, length) + "orvfile-walker-tour-" + std::to_string(::GetCurrentProcessId());
-  int status = 0;
-  try {
-    Tour(root);
-  } catch (const FileException& e) {
-    std::printf("Failed: %ls\n", e.What().c_str());
-    status = 1;
-  }
+  const int status = TourMain("Directory walker", [&] { Tour(root); });
   try {
     Path(root).RecursiveDelete(true);
-    std::printf("\nRemoved the tree; it exists: %s\n", Path(root).IsValid() ? "yes" : "no");
+    std::printf("Removed the tree; it exists: %s\n\n", Path(root).IsValid() ? "yes" : "no");
   } catch (const FileException& e) {
     std::printf("Could not remove the tree: %ls\n", e.What().c_str());
-    status = 1;
+    return 1;
   }
   return status;
 }
