@@ -3,22 +3,46 @@
 option(ORV_WARNINGS_AS_ERRORS "Treat compiler warnings as errors" ON)
 
 function(orv_common_settings target)
-  target_compile_options(${target} PRIVATE -Wall -Wextra $<$<BOOL:${ORV_WARNINGS_AS_ERRORS}>:-Werror>)
+  # C++ only: the resource compiler of a DLL's version resource takes none of these.
+  target_compile_options(${target} PRIVATE $<$<COMPILE_LANGUAGE:CXX>:-Wall> $<$<COMPILE_LANGUAGE:CXX>:-Wextra>
+    $<$<AND:$<COMPILE_LANGUAGE:CXX>,$<BOOL:${ORV_WARNINGS_AS_ERRORS}>>:-Werror>)
   target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR}/src/platform)
 endfunction()
 
-# orv_add_dll(<name> BUILD_DEFINE <macro> PUBLIC_HEADERS <dir> SOURCES <files...> [LINKS <targets...>])
+# orv_add_dll(<name> BUILD_DEFINE <macro> PUBLIC_HEADERS <dir> DESCRIPTION <text>
+#             SOURCES <files...> [LINKS <targets...>])
+#
+# One DLL of the family, with a version resource (DESCRIPTION becomes its
+# FileDescription) and its install rules: the DLL to bin/, the import library
+# to lib/, the headers of PUBLIC_HEADERS flat into include/ (the family
+# includes them by bare name), the target into the ORVFileTargets export set.
+#
+# A module exports only what carries its export macro, because one explicit
+# dllexport turns off ld's export of every global symbol; the statically
+# linked libgcc, libstdc++ and winpthread carry none. ORVFile.exports checks
+# that this stays so.
 function(orv_add_dll name)
-  cmake_parse_arguments(ARG "" "BUILD_DEFINE;PUBLIC_HEADERS" "SOURCES;LINKS" ${ARGN})
-  add_library(${name} SHARED ${PROJECT_SOURCE_DIR}/src/platform/ModuleEntry.cpp ${ARG_SOURCES})
+  cmake_parse_arguments(ARG "" "BUILD_DEFINE;PUBLIC_HEADERS;DESCRIPTION" "SOURCES;LINKS" ${ARGN})
+  if(NOT ARG_DESCRIPTION)
+    message(FATAL_ERROR "orv_add_dll(${name}): DESCRIPTION is required (the version resource's FileDescription)")
+  endif()
+  set(ORV_RC_MODULE ${name})
+  set(ORV_RC_DESCRIPTION ${ARG_DESCRIPTION})
+  set(rc ${CMAKE_CURRENT_BINARY_DIR}/${name}.rc)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/ORVVersion.rc.in ${rc} @ONLY)
+  add_library(${name} SHARED ${PROJECT_SOURCE_DIR}/src/platform/ModuleEntry.cpp ${ARG_SOURCES} ${rc})
   # The module names are the family's own: ORVBase160NT.dll, not libORVBase160NT.dll.
   set_target_properties(${name} PROPERTIES PREFIX "" IMPORT_PREFIX "")
-  target_include_directories(${name} PUBLIC $<BUILD_INTERFACE:${ARG_PUBLIC_HEADERS}>)
+  target_include_directories(${name} PUBLIC $<BUILD_INTERFACE:${ARG_PUBLIC_HEADERS}> $<INSTALL_INTERFACE:include>)
   target_compile_definitions(${name} PRIVATE ${ARG_BUILD_DEFINE})
   if(ARG_LINKS)
     target_link_libraries(${name} PUBLIC ${ARG_LINKS})
   endif()
   orv_common_settings(${name})
+  install(TARGETS ${name} EXPORT ORVFileTargets
+    RUNTIME DESTINATION bin
+    ARCHIVE DESTINATION lib)
+  install(DIRECTORY ${ARG_PUBLIC_HEADERS}/ DESTINATION include FILES_MATCHING PATTERN "*.h")
 endfunction()
 
 # GoogleTest, built from Debian's sources with the cross compiler.
