@@ -14,10 +14,9 @@
 #include "ORVBaseException.h"
 #include "ORVFileSeam.h"
 #include "ORVHandle.h"
+#include "ORVUnderWine.h"
 
 namespace orvtest {
-
-inline bool UnderWine() { return ::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr; }
 
 /// What a call raised: the class by its type name ("" when nothing was
 /// thrown), the catalogue message, the Win32 error recorded, the text.

@@ -26,6 +26,7 @@
 #include "ORVFileException.h"
 #include "ORVHandle.h"
 #include "ORVNewPath.h"
+#include "ORVUnderWine.h"
 
 namespace {
 
@@ -48,7 +49,7 @@ Str<CharT> S(const std::wstring& text) {
   return result;
 }
 
-bool UnderWine() { return ::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr; }
+using orvtest::UnderWine;
 
 void Write(const std::wstring& path, const std::string& bytes) {
   const ORV::Handle file(::CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr));

@@ -14,13 +14,14 @@
 #include "ORVFileException.h"
 #include "ORVHandle.h"
 #include "ORVPath.h"
+#include "ORVUnderWine.h"
 #include "ORVWPath.h"
 
 namespace {
 
 using ORVFile::BasePath;
 
-bool UnderWine() { return ::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr; }
+using orvtest::UnderWine;
 
 DWORD Attributes(const std::wstring& path) { return ::GetFileAttributesW(path.c_str()); }
 bool Exists(const std::wstring& path) { return Attributes(path) != INVALID_FILE_ATTRIBUTES; }
@@ -216,7 +217,7 @@ TYPED_TEST(PathTest, AttributeCache) {
   EXPECT_TRUE(readOnly.IsWritable());
   readOnly.SetAttribute(BasePath::BP_HIDDEN, true);
   if (!UnderWine()) {
-    EXPECT_TRUE(readOnly.IsHidden());  // Wine: the hidden bit does not stick on this file system
+    EXPECT_TRUE(readOnly.IsHidden());  // Wine keeps it in a host extended attribute, which not every file system takes
   }
   this->template ExpectThrows<ORVFile::FileCannotSetAttributes>(
       [&] { TypeParam(this->N("none")).SetAttribute(BasePath::BP_ARCHIVE, true); }, 12, ERROR_FILE_NOT_FOUND,

@@ -16,12 +16,11 @@
 #include <vector>
 
 #include "ORVHandle.h"
+#include "ORVUnderWine.h"
 
 namespace orvtest {
 
 constexpr unsigned long kPatience = 20000;  // ms: a wait that runs out means "never"
-
-inline bool UnderWine() { return ::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr; }
 
 template <class Call>
 Call Export(const wchar_t* module, const char* name) {
