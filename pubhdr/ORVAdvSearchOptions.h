@@ -34,33 +34,58 @@ struct Win32FindData;
 
 class ORVFILE_API AdvSearchOptions {
  public:
+  /// The default object passes everything (see the top of this header).
   AdvSearchOptions();
+  /// Copies every bound.
+  ///@{
   AdvSearchOptions(const AdvSearchOptions& other);
   AdvSearchOptions& operator=(const AdvSearchOptions& other);
+  ///@}
   ~AdvSearchOptions();
 
+  /// The inclusive size bounds, in bytes. Set takes them as given: lower above
+  /// upper is not checked and lets nothing pass.
+  ///@{
   void GetSizeLimits(std::uint64_t& lower, std::uint64_t& upper) const;
   void SetSizeLimits(const std::uint64_t& lower, const std::uint64_t& upper);
+  ///@}
+  /// The inclusive bounds of the last write, creation and last access times.
+  /// Set clamps each bound to signed 32-bit Unix time and does not check their
+  /// order; Get returns the bounds as held, so after a clamp not the times given.
+  ///@{
   void GetModifTimeLimits(ORV::DateTime& lower, ORV::DateTime& upper) const;
   void SetModifTimeLimits(const ORV::DateTime& lower, const ORV::DateTime& upper);
   void GetCreationTimeLimits(ORV::DateTime& lower, ORV::DateTime& upper) const;
   void SetCreationTimeLimits(const ORV::DateTime& lower, const ORV::DateTime& upper);
   void GetAccessTimeLimits(ORV::DateTime& lower, ORV::DateTime& upper) const;
   void SetAccessTimeLimits(const ORV::DateTime& lower, const ORV::DateTime& upper);
-  /// An entry passes when (attributes & mask) == value.
+  ///@}
+  /// An entry passes when (attributes & mask) == value; both are the Win32
+  /// FILE_ATTRIBUTE_ bits, kept to their low 32 bits.
+  ///@{
   void GetAttrib(unsigned long& mask, unsigned long& value) const;
   void SetAttrib(const unsigned long& mask, const unsigned long& value);
+  ///@}
 
+  /// Equal when every bound is equal, so two equal objects pass the same entries.
+  ///@{
   bool operator==(const AdvSearchOptions& other) const;
   bool operator!=(const AdvSearchOptions& other) const { return !(*this == other); }
+  ///@}
 
-  /// Size, attributes, last write, creation and access time, in that order.
+  /// Whether a listed entry passes: size, attributes, last write, creation and
+  /// access time, in that order, from the entry alone (no file system call).
+  ///@{
   bool Match(const Win32FindData<char>& entry) const;
   bool Match(const Win32FindData<wchar>& entry) const;
-  /// The same tests on what the file system says of the path; throws
-  /// FileNotFoundException when it does not exist.
+  ///@}
+  /// The same tests on what the file system says of the path (the path's
+  /// cache for size, attributes and last write; creation and access time read
+  /// anew); throws FileNotFoundException when it does not exist.
+  ///@{
   bool Match(const NewPathT<char>& path) const;
   bool Match(const NewPathT<wchar>& path) const;
+  ///@}
 
  private:
   struct TimeRange {

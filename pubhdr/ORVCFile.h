@@ -1,11 +1,11 @@
 /// \class ORVFile::CFileT
-/// `CFileT<unsigned` int> (CFile): a thin owner of one Win32 file handle that
+/// CFileT<unsigned int> (CFile): a thin owner of one Win32 file handle that
 /// keeps its own idea of the position and size, and turns every failure of the
 /// system into an exception of the FileException family. The disk buffer and
 /// the file adapters (ORVCFileBuffer.h) write and read through it.
 ///
 /// ~~~
-///   CFile `file("c:\\data\\out.bin");`                 // closed until Open
+///   CFile file("c:\\data\\out.bin");                 // closed until Open
 ///   file.Open(OpenMode::CreateReadWrite);            // CREATE_ALWAYS: now empty
 ///   file.Write(record, sizeof record, 1);
 ///   file.Seek(0, SeekMethod::Begin);
@@ -91,6 +91,8 @@
 
 namespace ORVFile {
 
+/// How the file will be used; Open turns it into CreateFile flags (see the top
+/// of this header). Values outside the list open with no flags.
 enum class FileHint : std::uint32_t {
   Normal = 0,
   SequentialScan = 1,
@@ -99,13 +101,19 @@ enum class FileHint : std::uint32_t {
   DeleteOnClose = 4
 };
 
+/// Access, sharing and disposition of Open (table at the top of this header).
 enum class OpenMode : std::uint32_t { OpenRead = 0, ReadWrite = 1, CreateReadWrite = 2 };
 
 /// SetFilePointer's FILE_BEGIN, FILE_CURRENT and FILE_END.
 enum class SeekMethod : std::uint32_t { Begin = 0, Current = 1, End = 2 };
 
+/// The non-template part of CFileT: the handle, the overlapped record and the
+/// failure path. Not used on its own; the protected members are the building
+/// blocks CFileT's operations are made of.
 class ORVFILE_API CFileBase {
  public:
+  /// What failed, which selects the exception Throw raises (table at the top of
+  /// this header). Values 2, 4 and above 8 raise nothing.
   enum class Action : std::uint32_t {
     OpenRead = 0,
     OpenWrite = 1,
@@ -123,10 +131,15 @@ class ORVFILE_API CFileBase {
   CFileBase& operator=(const CFileBase&) = delete;
   virtual ~CFileBase();
 
+  /// The constructor's arguments as given; IsOverlapped is also true only when
+  /// the event was created. They never change and never throw.
+  ///@{
   const std::string& Path() const noexcept;
   FileHint Hint() const noexcept;
   bool IsBuffered() const noexcept;
   bool IsOverlapped() const noexcept;
+  ///@}
+  /// A handle is held: between a successful Open and Close (or Delete).
   bool IsOpen() const noexcept;
   /// Set by Open: true for the two writing modes.
   bool IsWritable() const noexcept;
@@ -138,28 +151,43 @@ class ORVFILE_API CFileBase {
  protected:
   /// Bytes moved by one call, and the Win32 error when it failed (else 0).
   struct Transfer {
-    std::uint32_t bytes;
-    unsigned long error;
+    std::uint32_t bytes;  ///< moved, also when the call failed part way
+    unsigned long error;  ///< 0 on success
   };
 
+  /// Throw with a given error instead of the last one: signals the overlapped
+  /// event and raises the action's exception with error recorded. Only for the
+  /// actions that raise (see Action).
   [[noreturn]] void Fail(Action action, unsigned long error);
   /// element size times count, or ERROR_INVALID_PARAMETER when that is 4 GiB or more.
   std::uint32_t ByteCount(std::uint32_t elementSize, std::uint32_t count, Action action);
 
   /// Closes any open handle, opens anew, returns the low word of the size.
   std::uint32_t OpenHandle(OpenMode mode);
+  /// Writes out the queue, then closes the handle; the handle is closed even
+  /// when writing out fails (WriteData is raised after it). No-op when closed.
   void ReleaseHandle();
   /// Overlapped mode: waits for the running write and writes out the queue.
   void Settle();
   /// SetFilePointer with a 64-bit distance; raises SeekFile; returns the new pointer.
   std::uint64_t MovePointer(std::int64_t distance, SeekMethod method);
+  /// SetEndOfFile at the system's file pointer; raises SeekFile.
   void SetEnd();
   /// Overlapped mode: where the next write or read goes.
   void SetOffset(std::uint64_t position) noexcept;
+  /// One write, never raising: the caller decides. A short write reports
+  /// ERROR_DISK_FULL. Overlapped mode starts or queues the write and reports
+  /// count at once (a start that fails raises WriteData).
   Transfer WriteBytes(const void* data, std::uint32_t count);
+  /// One read after Settle, never raising for the read itself; the end of the
+  /// file is 0 bytes and no error. Overlapped mode waits for a pending read.
   Transfer ReadBytes(void* dest, std::uint32_t count);
+  /// FlushFileBuffers when opened for writing, else nothing; raises WriteData.
   void FlushBuffers();
+  /// The handle's last write time in local wall-clock fields; raises ReadData.
   ORV::DateTime LastWriteTime();
+  /// Removes the file when the legacy Path class sees a file there; raises
+  /// DeleteFile when _unlink fails. Expects the handle closed.
   void Unlink();
 
  private:
@@ -185,8 +213,10 @@ class CFileT : public CFileBase {
   static_assert(std::is_same_v<T, unsigned int>, "positions and sizes are unsigned 32-bit");
 
  public:
+  /// The distance type of TruncateFromEnd.
   using SignedT = std::make_signed_t<T>;
 
+  /// See CFileBase's constructor: nothing is opened.
   explicit CFileT(const std::string& path, FileHint hint = FileHint::Normal, bool buffered = true,
                   bool overlapped = false);
   ~CFileT() override;
@@ -200,7 +230,10 @@ class CFileT : public CFileBase {
   /// Close, then removes the file (_unlink) when the legacy Path class finds
   /// one there; a missing file is no failure.
   virtual void Delete();
+  /// Where the next read or write goes, after the queue is written out.
   virtual T Tell();
+  /// Whether the position equals the kept size (see the top of this header),
+  /// which after a seek past the end is not the end on disk.
   virtual bool EndOfFile();
   /// Size becomes the greater of size and the new position.
   virtual void Seek(T offset, SeekMethod method);
@@ -209,6 +242,7 @@ class CFileT : public CFileBase {
   /// Up to elementSize * count bytes; with exact, fewer raise ReadData
   /// (after the position has counted the bytes that came).
   virtual T Read(void* dest, T elementSize, T count, bool exact);
+  /// The kept size (see the top of this header), after the queue is written out.
   virtual T Size();
   /// The last write time as local wall-clock fields (FileTimeToLocalFileTime),
   /// taken by DateTime as they stand.
