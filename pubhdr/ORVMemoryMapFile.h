@@ -4,7 +4,7 @@
 /// of 4 GiB and more map like any other.
 ///
 /// ~~~
-///   MemoryMapFile `file("c:\\data\\index.bin",` MemoryMapFile::Access::ReadWrite, 1 << 20);
+///   MemoryMapFile file("c:\\data\\index.bin", MemoryMapFile::Access::ReadWrite, 1 << 20);
 ///   MemoryMapView view = file.Map(70000, 512);      // any offset
 ///   std::memcpy(view.Data(), record, 512);
 ///   view.Flush();                                   // the range's pages to the file
@@ -54,10 +54,13 @@
 
 namespace ORVFile {
 
+/// One mapped range of a MemoryMapFile, made by MemoryMapFile::Map. Move-only:
+/// it owns its mapped address, released by Unmap or the destructor.
 class ORVFILE_API MemoryMapView {
  public:
   /// An empty view: nothing mapped.
   MemoryMapView() noexcept;
+  /// Takes the other's range; the other is left empty.
   MemoryMapView(MemoryMapView&& other) noexcept;
   /// Unmaps what this view held, quietly, then takes the other's range.
   MemoryMapView& operator=(MemoryMapView&& other) noexcept;
@@ -65,13 +68,24 @@ class ORVFILE_API MemoryMapView {
   MemoryMapView& operator=(const MemoryMapView&) = delete;
   ~MemoryMapView();
 
+  /// Whether an address is held: false for an empty, moved-from or unmapped view.
   bool IsMapped() const noexcept;
   /// The byte at the offset asked for; null when nothing is mapped.
   unsigned char* Data() const noexcept;
+  /// The bytes usable from Data(): the length asked for (or up to the end of
+  /// the mapping), not counting the part below offset that the system maps; 0
+  /// when nothing is mapped.
   std::size_t Size() const noexcept;
+  /// The file offset Data() stands for. Unmap leaves it as it was.
   std::uint64_t Offset() const noexcept;
 
+  /// Writes the range's dirty pages to the file without waiting for the disk.
+  /// FileException (message 9) when the system refuses, also for a view that
+  /// holds nothing.
   void Flush();
+  /// Releases the range now, so that a failure can be seen: FileException
+  /// (message 9). The view is empty afterwards even then. Nothing to do for an
+  /// empty view.
   void Unmap();
 
  private:
@@ -87,18 +101,28 @@ class ORVFILE_API MemoryMapView {
 
 class ORVFILE_API MemoryMapFile {
  public:
+  /// How the file is opened and mapped (see the top of this header).
   enum class Access { ReadOnly, ReadWrite };
 
+  /// Opens path and maps size bytes of it (0: the whole file); the narrow path
+  /// is in the ANSI code page. FileCannotOpenException (message 1 or 2) when
+  /// opening, reading the size or mapping fails; nothing stays open then.
+  ///@{
   MemoryMapFile(const std::string& path, Access access, std::uint64_t size = 0);
   MemoryMapFile(const std::wstring& path, Access access, std::uint64_t size = 0);
+  ///@}
   MemoryMapFile(const MemoryMapFile&) = delete;
   MemoryMapFile& operator=(const MemoryMapFile&) = delete;
   ~MemoryMapFile();
 
   /// The size mapped: the file's, or the size asked for.
   std::uint64_t Size() const noexcept;
+  /// The access given to the constructor.
   Access GetAccess() const noexcept;
 
+  /// A view of length bytes from offset (0: to the end of the mapped size).
+  /// FileException (message 6) when the range does not lie within Size()
+  /// (ERROR_INVALID_PARAMETER recorded), when the system refuses, and after Close.
   [[nodiscard]] MemoryMapView Map(std::uint64_t offset, std::size_t length = 0);
   /// Closes the mapping and the file; views already made stay usable.
   void Close() noexcept;
