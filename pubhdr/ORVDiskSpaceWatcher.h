@@ -16,11 +16,11 @@
 ///
 /// ~~~
 ///   auto onShort = ORV::MakeFunction([](void* argument) {
-///     for (const auto& n : `*static_cast<DiskSpaceWatcherNotifications*>(argument))`
-///       `std::printf("%s:` `%llu` of `%llu` `bytes\n",` n.Path().c_str(), n.Available(), n.Required());
+///     for (const auto& n : *static_cast<DiskSpaceWatcherNotifications*>(argument))
+///       std::printf("%s: %llu of %llu bytes\n", n.Path().c_str(), n.Available(), n.Required());
 ///   });
-///   `SmartPtr<DiskSpaceWatcher>` watcher(new DiskSpaceWatcher(onShort, 60));
-///   `watcher->AddWatchedPath("D:\\spool",` 500ull << 20);
+///   SmartPtr<DiskSpaceWatcher> watcher(new DiskSpaceWatcher(onShort, 60));
+///   watcher->AddWatchedPath("D:\\spool", 500ull << 20);
 /// ~~~
 ///
 /// Failures. Event calls that fail throw ORV::LastErrorException (the
@@ -62,14 +62,21 @@ namespace ORVFile {
 /// One shortfall found in one pass.
 class ORVFILE_API DiskSpaceWatcherNotification {
  public:
+  /// Holds the three values as given; the watcher makes these, users read them.
   DiskSpaceWatcherNotification(const std::string& path, std::uint64_t available, std::uint64_t required);
+  /// Copies all three values.
+  ///@{
   DiskSpaceWatcherNotification(const DiskSpaceWatcherNotification& other);
   DiskSpaceWatcherNotification& operator=(const DiskSpaceWatcherNotification& other);
+  ///@}
   ~DiskSpaceWatcherNotification();
 
   /// The watched path as it was added.
   const std::string& Path() const noexcept;
+  /// The bytes free to the caller on the path's volume when it was checked;
+  /// always below Required().
   std::uint64_t Available() const noexcept;
+  /// The bytes the path was added with.
   std::uint64_t Required() const noexcept;
 
  private:
@@ -81,6 +88,7 @@ class ORVFILE_API DiskSpaceWatcherNotification {
 /// What the callback's argument points to: one pass's shortfalls in list order.
 using DiskSpaceWatcherNotifications = std::vector<DiskSpaceWatcherNotification>;
 
+/// Checks free space on a worker thread; see the top of this header.
 class ORVFILE_API DiskSpaceWatcher : public ORV::RefCounted {
  public:
   /// Running when it returns. period: seconds between passes.
@@ -88,14 +96,28 @@ class ORVFILE_API DiskSpaceWatcher : public ORV::RefCounted {
   DiskSpaceWatcher(const DiskSpaceWatcher&) = delete;
   DiskSpaceWatcher& operator=(const DiskSpaceWatcher&) = delete;
 
+  /// Appends path (ANSI code page) with the free bytes it needs; seen from the
+  /// next pass on. Nothing is checked: a missing path is skipped by each pass.
   void AddWatchedPath(const std::string& path, std::uint64_t required);
-  /// The first entry whose path equals path, ignoring the case of A-Z and
-  /// comparing at most 65535 characters: `"C:\TEMP"` removes `"c:\temp".`
+  /// Removes the first entry whose path equals path, ignoring the case of A-Z
+  /// and comparing at most 65535 characters; no entry found is no failure:
+  /// ~~~
+  ///   RemoveWatchedPath("C:\\TEMP") removes the entry added as "c:\\temp"
+  /// ~~~
   void RemoveWatchedPath(const std::string& path);
+  /// Removes every entry; a pass in progress finishes first (it holds the lock).
   void ClearWatchedPaths();
 
+  /// Stops the worker and waits for it to end, after the pass in progress and
+  /// its callback; from the callback it returns at once and the worker ends
+  /// when the callback returns. Pausing a paused watcher does nothing.
+  /// ORV::LastErrorException when the stop event cannot be set.
   void Pause();
+  /// Starts a new worker, which checks at once, unless one is running.
+  /// ORV::LastErrorException when the stop event cannot be reset.
   void Resume();
+  /// True after Pause until Resume. A worker ended by an exception does not
+  /// count as paused.
   bool Paused() const noexcept;
 
  protected:
