@@ -7,8 +7,10 @@
 /// (ORVDirectoryChangeSource.h) calls with what it sees.
 ///
 /// Dispatch, per event, with the path normalised as a WPath and lowered unit
-/// by unit (ORV::ToLower): "C:/Data/New.TXT" -> `"c:\data\new.txt".`
+/// by unit (ORV::ToLower):
 /// ~~~
+///   "C:/Data/New.TXT"  ->  "c:\data\new.txt"
+///
 ///   Modified  FileModified when the path is an existing file, else nothing
 ///   Added     DirectoryAdded for an existing directory, FileAdded for an
 ///             existing file, else nothing (it went before its turn came)
@@ -57,12 +59,15 @@ namespace ORVFile {
 
 /// Header-only by design: a plain record.
 struct DeviceEvent {
+  /// What happened to the path.
   enum Kind : int { Modified = 0, Added = 1, Removed = 2 };
 
-  int kind;  ///< a Kind; other values are queued and then ignored
-  std::wstring path;
+  int kind;           ///< a Kind; other values are queued and then ignored
+  std::wstring path;  ///< as the producer saw it; normalised and lowered at dispatch
 };
 
+/// Delivers queued events to the four handlers on its worker; see the top of
+/// this header.
 class ORVFILE_API ObserverCallInterface : public ORV::RefCounted {
  public:
   ObserverCallInterface(const ObserverCallInterface&) = delete;
@@ -72,10 +77,14 @@ class ORVFILE_API ObserverCallInterface : public ORV::RefCounted {
   /// means nothing.
   virtual int Shutdown();
 
+  /// The handlers, called on the worker one at a time with the lowered path
+  /// (dispatch table at the top of this header). An exception ends the worker.
+  ///@{
   virtual void FileAdded(const WPath& path) = 0;
   virtual void FileModified(const WPath& path) = 0;
   virtual void DirectoryAdded(const WPath& path) = 0;
   virtual void PathRemoved(const WPath& path) = 0;
+  ///@}
 
   /// Appends the batch to the queue in its order and wakes the worker if it
   /// may be waiting (an empty batch only wakes it).
@@ -105,9 +114,14 @@ class ORVFILE_API ObserverCallInterface : public ORV::RefCounted {
 /// itself (interlocked; a copy starts at 0, assignment leaves the count).
 class ORVFILE_API DirectoryObserverCallInterface {
  public:
+  /// The count starts at 0: the first SmartPtr makes it 1.
   DirectoryObserverCallInterface() noexcept;
+  /// Copy nothing: a copy is a new object with its count at 0, and assignment
+  /// keeps the target's count, so references are never shared by copying.
+  ///@{
   DirectoryObserverCallInterface(const DirectoryObserverCallInterface& other) noexcept;
   DirectoryObserverCallInterface& operator=(const DirectoryObserverCallInterface& other) noexcept;
+  ///@}
   virtual ~DirectoryObserverCallInterface();
 
   /// What one notification of the system held, in its order: full paths
@@ -117,9 +131,12 @@ class ORVFILE_API DirectoryObserverCallInterface {
   /// delivered may miss changes made under directory; rescan it.
   virtual void ChangesLost(const std::wstring& directory) = 0;
 
+  /// Adds one reference, safe from any thread; returns the new count.
   long AddRef() const noexcept;
-  /// Destroys the object through its virtual destructor at 0.
+  /// Removes one reference and returns the new count; destroys the object
+  /// through its virtual destructor at 0.
   long Release() const noexcept;
+  /// The count now; another thread may change it at once, so only a hint.
   long NbRef() const noexcept;
 
  private:
