@@ -57,6 +57,7 @@ using ORV::LogEntryCallInterface;
 
 class ORVFILE_API ProgressBuffer : public ORV::BinaryStreamBufWrapper {
  public:
+  /// The smallest update chunk; a smaller one asked for is raised to it.
   static constexpr std::uint32_t kMinUpdateChunk = 4096;
 
   /// updateChunk is raised to kMinUpdateChunk when below.
@@ -64,6 +65,7 @@ class ORVFILE_API ProgressBuffer : public ORV::BinaryStreamBufWrapper {
                  std::uint32_t updateChunk);
   ~ProgressBuffer() override;
 
+  /// The bytes at least between two reports; never below kMinUpdateChunk.
   std::uint32_t UpdateChunk() const;
   /// Sets the chunk to n, or to kMinUpdateChunk when n is below it.
   void UpdateChunk(std::uint32_t n);
@@ -76,15 +78,19 @@ class ORVFILE_API ProgressBuffer : public ORV::BinaryStreamBufWrapper {
   /// Passes fraction to the callback, if there is one.
   void Report(double fraction);
 
-  SmartPtr<LogEntryCallInterface> m_callback;
-  std::uint32_t m_updateChunk;
-  std::uint32_t m_counter = 0;  ///< bytes requested since the last report (output: since the start)
-  std::uint32_t m_total = 0;    ///< the byte count that stands for 1.0
-  std::uint32_t m_mark = 0;     ///< output: counter due for the next report; input: position at the last
+  SmartPtr<LogEntryCallInterface> m_callback;  ///< may be null: nothing is reported
+  std::uint32_t m_updateChunk;                 ///< see UpdateChunk()
+  std::uint32_t m_counter = 0;                 ///< bytes requested since the last report (output: since the start)
+  std::uint32_t m_total = 0;                   ///< the byte count that stands for 1.0
+  std::uint32_t m_mark = 0;                    ///< output: counter due for the next report; input: position at the last
 };
 
+/// Reports the progress of writes; see the top of this header.
 class ORVFILE_API OProgressBuffer : public ProgressBuffer {
  public:
+  /// total: the bytes that stand for 1.0; steps: reports wanted over total,
+  /// which sets the chunk to total / steps (at least kMinUpdateChunk).
+  /// std::invalid_argument for steps 0.
   OProgressBuffer(ORV::BinaryStreamBuf& buffer, const SmartPtr<LogEntryCallInterface>& callback, std::uint32_t total,
                   std::uint32_t steps);
   ~OProgressBuffer() override;
@@ -92,9 +98,11 @@ class ORVFILE_API OProgressBuffer : public ProgressBuffer {
   std::uint32_t vPut(const void* data, std::uint32_t count) override;
 };
 
+/// Reports the progress of reads; see the top of this header.
 class ORVFILE_API IProgressBuffer : public ProgressBuffer {
  public:
-  /// total 0: the wrapped buffer's size now.
+  /// As OProgressBuffer's, but total 0 stands for the wrapped buffer's size
+  /// now. std::invalid_argument for steps 0.
   IProgressBuffer(ORV::BinaryStreamBuf& buffer, const SmartPtr<LogEntryCallInterface>& callback, std::uint32_t total,
                   std::uint32_t steps);
   ~IProgressBuffer() override;

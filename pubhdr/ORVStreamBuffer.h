@@ -56,7 +56,10 @@ class ORVFILE_API StreamAdapter : public ORV::BinaryStreamBuf {
  protected:
   /// side: std::ios_base::out or std::ios_base::in.
   StreamAdapter(unsigned char capabilities, std::ios* stream, bool owns, std::ios_base::openmode side);
+  /// The position on the side used; 0xFFFFFFFF when the stream has failed.
   std::uint32_t Tell();
+  /// Clears an end-of-file state, seeks on the side used unless the stream
+  /// has failed (then nothing moves), and returns Tell().
   std::uint32_t Seek(std::int32_t offset, Direction direction);
 
  private:
@@ -65,10 +68,15 @@ class ORVFILE_API StreamAdapter : public ORV::BinaryStreamBuf {
   std::ios_base::openmode m_side;
 };
 
+/// The put side over a std::ostream; see the top of this header.
 class ORVFILE_API OStreamBuffer : public StreamAdapter {
  public:
+  /// Borrows stream, which must outlive the buffer; from a pointer with owns
+  /// the buffer deletes it when it goes.
+  ///@{
   explicit OStreamBuffer(std::ostream& stream);
   OStreamBuffer(std::ostream* stream, bool owns);
+  ///@}
   ~OStreamBuffer() override;
 
   std::uint32_t vPut(const void* data, std::uint32_t count) override;
@@ -85,10 +93,15 @@ class ORVFILE_API OStreamBuffer : public StreamAdapter {
   std::ostream* m_out;
 };
 
+/// The get side over a std::istream; see the top of this header.
 class ORVFILE_API IStreamBuffer : public StreamAdapter {
  public:
+  /// Borrows stream, which must outlive the buffer; from a pointer with owns
+  /// the buffer deletes it when it goes.
+  ///@{
   explicit IStreamBuffer(std::istream& stream);
   IStreamBuffer(std::istream* stream, bool owns);
+  ///@}
   ~IStreamBuffer() override;
 
   std::uint32_t vPut(const void* data, std::uint32_t count) override;
