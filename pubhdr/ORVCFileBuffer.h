@@ -14,7 +14,7 @@
 /// ~~~
 /// A negative offset from Begin, or one that reaches before the start, raises
 /// FileException with message 11 ("An error occurred while seeking in the file
-/// `%1.",` the handle's path, source file "ORVCFileBuffer.cpp", recorded error
+/// `%1`.", the handle's path, source file "ORVCFileBuffer.cpp", recorded error
 /// ERROR_NEGATIVE_SEEK). A positive offset from End goes past the end and so
 /// raises the handle's size. File failures come from the handle.
 ///
@@ -46,8 +46,12 @@ class ORVFILE_API CFileAdapter : public ORV::BinaryStreamBuf {
  public:
   ~CFileAdapter() override;
 
+  /// The handle used from now on, borrowed like the first one; its position
+  /// is taken as it stands. GetCFile returns the handle in use.
+  ///@{
   void SetCFile(CFile& file);
   CFile& GetCFile() const;
+  ///@}
 
   /// The handle's Flush.
   void vFlush() override;
@@ -57,7 +61,9 @@ class ORVFILE_API CFileAdapter : public ORV::BinaryStreamBuf {
   bool vEndOfFile() override;
 
  protected:
+  /// capabilities as BinaryStreamBuf takes them; file is borrowed.
   CFileAdapter(unsigned char capabilities, CFile& file);
+  /// The handle's Tell.
   std::uint32_t Tell();
   /// A negative offset made absolute, or the seek error.
   std::uint32_t Seek(std::int32_t offset, Direction direction);
@@ -66,8 +72,10 @@ class ORVFILE_API CFileAdapter : public ORV::BinaryStreamBuf {
   CFile* m_file;
 };
 
+/// The put side over a CFile opened for writing; see the top of this header.
 class ORVFILE_API OCFileBuffer : public CFileAdapter {
  public:
+  /// Borrows file, which must stay alive and open while the buffer uses it.
   explicit OCFileBuffer(CFile& file);
   ~OCFileBuffer() override;
 
@@ -83,8 +91,10 @@ class ORVFILE_API OCFileBuffer : public CFileAdapter {
   void vClearEnd() override;
 };
 
+/// The get side over a CFile; see the top of this header.
 class ORVFILE_API ICFileBuffer : public CFileAdapter {
  public:
+  /// Borrows file, which must stay alive and open while the buffer uses it.
   explicit ICFileBuffer(CFile& file);
   ~ICFileBuffer() override;
 
