@@ -20,7 +20,7 @@
 /// ~~~
 /// A memory size of 0 sends every byte to the file.
 ///
-/// Temporary files are named `<directory>/ORVDiskBuffer-<process` `id>-<n>.tmp,`
+/// Temporary files are named `<directory>/ORVDiskBuffer-<process id>-<n>.tmp`,
 /// n counting up through the process; the directory is the one given, else the
 /// TEMP or TMP environment variable as the process first saw it, else nothing
 /// (the root of the current drive). No existence test, no retry. The name
@@ -63,6 +63,8 @@ class CFileT;
 
 class ORVFILE_API DiskBuffer : public ORV::BinaryStreamBuf {
  public:
+  /// The largest piece moved between the cache and the file at once; the
+  /// transfer area has this size, allocated when the file is first opened.
   static constexpr std::uint32_t kTransferPiece = 16384;
 
   /// directory: where the temporary file goes, empty for the default; the
@@ -77,7 +79,10 @@ class ORVFILE_API DiskBuffer : public ORV::BinaryStreamBuf {
   static std::string GetTempFileNameW(const std::string& directory, const std::string& prefix,
                                       const std::string& extension);
 
+  /// The window's length as given to the constructor.
   std::uint32_t MemoryBufferSize() const;
+  /// The directory given to the constructor, empty for the default; not the
+  /// temporary file (see TemporaryFile).
   const std::string& Path() const;
   /// The temporary file's name while it exists, else empty.
   std::string TemporaryFile() const;

@@ -48,6 +48,7 @@ class ORVFILE_API MemoryBuffer : public ORV::BinaryStreamBuf {
  public:
   static constexpr std::uint32_t kDefaultChunkSize = 1024;  ///< also what a chunk size of 0 means
 
+  /// Empty, no chunk allocated yet; chunkSize is fixed for the buffer's life.
   explicit MemoryBuffer(std::uint32_t chunkSize = kDefaultChunkSize);
   /// As SetFromBuffer(data, length) on an empty buffer.
   MemoryBuffer(const void* data, std::uint32_t length, std::uint32_t chunkSize = kDefaultChunkSize);
@@ -58,13 +59,17 @@ class ORVFILE_API MemoryBuffer : public ORV::BinaryStreamBuf {
   void SetFromBuffer(const void* data, std::uint32_t length);
   /// Chunks held times the chunk size.
   std::uint32_t Capacity() const;
+  /// The chunk size in bytes, never 0.
   std::uint32_t ChunkSize() const;
   /// Appends one chunk of ChunkSize() bytes.
   void AllocChunk();
   /// The two halves of vCopy into a buffer: pieces of at most 32768 bytes
-  /// for a file adapter, whole chunk pieces for any other buffer.
+  /// for a file adapter, whole chunk pieces for any other buffer. Both return
+  /// the bytes dest took, by which the get position has advanced.
+  ///@{
   std::uint32_t CopyTo(OCFileBuffer& dest, std::uint32_t count);
   std::uint32_t CopyTo(ORV::BinaryStreamBuf& dest, std::uint32_t count);
+  ///@}
 
   std::uint32_t vPut(const void* data, std::uint32_t count) override;  ///< null data puts zeros
   std::uint32_t vTellP() override;

@@ -49,6 +49,7 @@ class ORVFILE_API StaticMemoryBuffer : public ORV::BinaryStreamBuf {
   StaticMemoryBuffer(const void* data, std::uint32_t size);
   ~StaticMemoryBuffer() override;
 
+  /// Built from a read-only pointer: the put side throws (see above).
   bool IsConst() const;
 
   std::uint32_t vPut(const void* data, std::uint32_t count) override;
