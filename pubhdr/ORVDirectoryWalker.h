@@ -25,9 +25,9 @@
 /// spelt from the same directory text as the walk: a full path for a full
 /// directory, a relative one for a relative directory.
 /// ~~~
-///   `Walk("C:\\t",` "*.*", true, "c:/T/sub/b.txt")
-///     `C:\t\a.txt` skipped, `C:\t\other\` not entered, `C:\t\sub\a.txt` skipped,
-///     `C:\t\sub\b.txt` handled first, then everything after it.
+///   Walk("C:\\t", "*.*", true, "c:/T/sub/b.txt")
+///     C:\t\a.txt skipped, C:\t\other\ not entered, C:\t\sub\a.txt skipped,
+///     C:\t\sub\b.txt handled first, then everything after it.
 /// ~~~
 /// A startFrom that names no file the walk meets means nothing is handled.
 ///
@@ -55,6 +55,8 @@
 
 namespace ORVFile {
 
+/// What a walk hands each file to; derive from it and register with
+/// DirectoryWalker::AddHandler. Called on the walking thread.
 class ORVFILE_API DirectoryWalkerHandler : public ORV::RefCounted {
  public:
   /// True to go on, false to stop the walk (see the rule above).
@@ -74,10 +76,15 @@ class ORVFILE_API DirectoryWalker {
   DirectoryWalker& operator=(const DirectoryWalker&) = delete;
   ~DirectoryWalker();
 
+  /// Appends handler and keeps a reference to it until the walker goes. A
+  /// handler added during a Walk is called from the next Walk on.
   void AddHandler(const SmartPtr<DirectoryWalkerHandler>& handler);
   /// recursive false: the files of directory only. startFrom "": from the first file.
   void Walk(const Path& directory, const std::string& pattern, bool recursive, const std::string& startFrom);
+  /// Stops the walk in progress before its next entry, and every later Walk;
+  /// any thread. There is no undoing it.
   void Stop();
+  /// Whether Stop was called or a handler's last answer was false; any thread.
   bool HasBeenStopped() const;
 
  private:
