@@ -6,16 +6,17 @@
 /// looks at each path on the disk and calls its handlers:
 ///
 /// ~~~
-///   `SmartPtr<MyObserver>` observer(new MyObserver(nullptr));
-///   `SmartPtr<ObserverFeed>` feed(new ObserverFeed(observer, nullptr));
-///   DirectoryChangeSource `source(WPath(L"C:\\inbox"),` true, feed);
+///   SmartPtr<MyObserver> observer(new MyObserver(nullptr));
+///   SmartPtr<ObserverFeed> feed(new ObserverFeed(observer, nullptr));
+///   DirectoryChangeSource source(WPath(L"C:\\inbox"), true, feed);
 ///   ...                                  // handlers run as files come and go
 ///   // source goes first (no more batches), then observer->Shutdown()
 /// ~~~
 ///
 /// What the system reports becomes, one batch per notification buffer and in
-/// the system's order, with the path the directory's text, `"\"` and the name
-/// the system gives (relative to the directory, subdirectories included):
+/// the system's order, with the path made of the directory's text, a backslash
+/// and the name the system gives (relative to the directory, subdirectories
+/// included):
 /// ~~~
 ///   added -> Added, removed -> Removed, modified -> Modified,
 ///   renamed -> Removed (old name), then Added (new name).
@@ -65,8 +66,10 @@ namespace detail {
 class ChangeReader;
 }
 
+/// Watches one directory on a worker thread; see the top of this header.
 class ORVFILE_API DirectoryChangeSource {
  public:
+  /// The notification buffer's size unless told otherwise (see above).
   enum : unsigned long { kDefaultBufferBytes = 64 * 1024 };
 
   /// onException null: the thread library's default.
@@ -100,6 +103,8 @@ class ORVFILE_API DirectoryChangeSource {
 /// null) with the address of the directory's text (const std::wstring*).
 class ORVFILE_API ObserverFeed : public DirectoryObserverCallInterface {
  public:
+  /// Holds a reference to observer (not null) and to onLost (may be null).
+  /// The caller still calls observer's Shutdown when done.
   ObserverFeed(const SmartPtr<ObserverCallInterface>& observer, const SmartPtr<ORV::Function>& onLost);
   ~ObserverFeed() override;
 
