@@ -95,6 +95,7 @@ class ORVFILE_API ConfigFile : public ORV::Config {
   ConfigFile(ORV::BinaryStreamBuf& source, const ORV::CHARSET& charset);
   /// The store, values, defaults and reference copy; no path.
   explicit ConfigFile(const ORV::Config& other);
+  /// As Config's copy (values shared until either changes), and the path.
   ConfigFile(const ConfigFile& other);
   /// Strong guarantee.
   ConfigFile& operator=(const ConfigFile& other);

@@ -21,12 +21,17 @@ namespace ORVFile {
 
 class ORVFILE_API NotImplemented : public std::exception {
  public:
-  /// text: `"<Class>::<Operation>` : Not implemented!" or the like, a literal.
+  /// text: a literal such as "OCFileBuffer::Get : Not implemented!", the
+  /// class and the operation refused.
   explicit NotImplemented(const char* text) noexcept;
+  /// Copy the pointer to the text, never the text: they cannot throw.
+  ///@{
   NotImplemented(const NotImplemented& other) noexcept;
   NotImplemented& operator=(const NotImplemented& other) noexcept;
+  ///@}
   ~NotImplemented() override;
 
+  /// The text given to the constructor, the same pointer.
   const char* what() const noexcept override;
 
  private:

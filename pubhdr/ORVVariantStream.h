@@ -34,13 +34,18 @@
 /// Both operators live in the global namespace, as the family's stored-format
 /// readers expect. Code inside a namespace that declares an operator<< or
 /// operator>> of its own does not find them by unqualified lookup (argument-
-/// dependent lookup searches only ORV): write ::operator<<(stream, value)
-/// there. The stream's buffer must not be used from another thread meanwhile.
+/// dependent lookup searches only ORV): qualify the call there, as in
+/// \::operator<<(stream, value). The stream's buffer must not be used from
+/// another thread meanwhile.
 #pragma once
 
 #include "ORVBinaryStream.h"
 #include "ORVFileDefs.h"
 #include "ORVVariant.h"
 
+/// Writes value in the form above; returns stream. What the stream's buffer
+/// throws on a failed write leaves through it.
 ORVFILE_API ORV::BinaryStream& operator<<(ORV::BinaryStream& stream, const ORV::Variant& value);
+/// Reads one variant into value as described above; returns stream.
+/// ORV::Exception when the data is cut short, value then unchanged.
 ORVFILE_API ORV::BinaryStream& operator>>(ORV::BinaryStream& stream, ORV::Variant& value);
