@@ -263,6 +263,7 @@ class CFileT : public CFileBase {
   T m_size = 0;
 };
 
+/// The one instantiation: 32-bit unsigned positions and sizes.
 using CFile = CFileT<unsigned int>;
 
 extern template class ORVFILE_API CFileT<unsigned int>;

@@ -12,6 +12,8 @@
 #define ORVFILE_API __declspec(dllimport)
 #endif
 
+/// The file library ORVFile160NT: paths, file handles, buffers over memory,
+/// files and streams, directory walking and watching, and its exceptions.
 namespace ORVFile {
 
 using ORV::MessageInfo;

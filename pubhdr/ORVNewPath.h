@@ -6,9 +6,9 @@
 /// root length Set recorded and never re-parse:
 ///
 /// ~~~
-///   "C:/dir/./a/../name `\"`   ->  `"C:\dir\name"`
-///   "file:///C:/x"           ->  `"C:\x"`
-///   `"\\server"`               ->  `"\\server\"`  (UNC, root, server)
+///   "C:/dir/./a/../name \"   ->  "C:\dir\name"
+///   "file:///C:/x"           ->  "C:\x"
+///   "\\server"               ->  "\\server\"  (UNC, root, server)
 /// ~~~
 ///
 /// Under validation the narrow class refuses every byte from 0x80 up in a
@@ -47,6 +47,7 @@
 
 namespace ORVFile {
 
+/// What a path names, as declared to Set or read from the file system.
 enum class PathType : std::uint32_t {
   File = 0,  // the default
   Directory = 1,
@@ -63,17 +64,18 @@ enum class FileDate : int { Creation = 0, LastWrite = 1, LastAccess = 2 };
 /// low 32 bits of the entry's size, as the path's own cache holds it.
 template <class CharT>
 struct Win32FindData {
-  std::uint32_t attributes = 0;
-  std::int32_t creationTime = 0;
-  std::int32_t lastAccessTime = 0;
-  std::int32_t lastWriteTime = 0;
-  std::uint64_t size = 0;
-  std::basic_string<CharT> name;
+  std::uint32_t attributes = 0;     ///< the Win32 FILE_ATTRIBUTE_ bits
+  std::int32_t creationTime = 0;    ///< Unix time, clamped
+  std::int32_t lastAccessTime = 0;  ///< Unix time, clamped
+  std::int32_t lastWriteTime = 0;   ///< Unix time, clamped
+  std::uint64_t size = 0;           ///< low 32 bits of the size
+  std::basic_string<CharT> name;    ///< the entry's name alone, no directory
 };
 
 template <class CharT>
 class NewPathT {
  public:
+  /// The text type: std::string (ANSI code page) or std::wstring (UTF-16).
   using String = std::basic_string<CharT>;
 
   static const String NP_PATH_SEPARATOR;       ///< "\"
@@ -88,20 +90,32 @@ class NewPathT {
   static const String NP_FILE_SCHEME;          ///< "file:" and two backslashes
   /// Sorted, so that a character can be binary-searched.
   static const String NP_ALL_INVALID_PATH_CHAR;
+  /// Refused in a server name under validation, with every unit below 32;
+  /// sorted like NP_ALL_INVALID_PATH_CHAR.
   static const String NP_ALL_INVALID_COMPUTER_CHAR;
+  /// How many device names NP_ALL_INVALID_PATH_NAME holds.
   static constexpr std::size_t kDeviceNameCount = 23;
   /// Sorted by InvalidPathNameLess; the device search depends on this order.
   static const String NP_ALL_INVALID_PATH_NAME[kDeviceNameCount];
   static const String NP_DEFAULT_FILTER;  ///< "*"
+  /// A default-constructed filter: it passes every entry.
   static const AdvSearchOptions NP_DEFAULT_ADV_OPTIONS;
 
+  /// An empty relative File path with nothing loaded.
   NewPathT();
+  /// Set(text, type, validate) on an empty path: the same exceptions.
   explicit NewPathT(const String& text, PathType type = PathType::File, bool validate = true);
+  /// Copies text, state word and cache: the copy answers the queries as the
+  /// original did, without reading the file system again.
+  ///@{
   NewPathT(const NewPathT& other);
   NewPathT& operator=(const NewPathT& other);
+  ///@}
   /// A moved-from path is left as a default-constructed one.
+  ///@{
   NewPathT(NewPathT&& other) noexcept;
   NewPathT& operator=(NewPathT&& other) noexcept;
+  ///@}
   ~NewPathT();
 
   /// Set(text, Detect, true): the text must name something that exists.
@@ -126,32 +140,57 @@ class NewPathT {
   static PathType GetType(const String& path);
 
   /// A text prefix, ASCII case folded, strictly shorter; no separator needed
-  /// after it: `"C:\ab"` is a child of `"C:\a".` The file system is not read.
+  /// after it, and the file system is not read:
+  /// ~~~
+  ///   "C:\ab" is a child of "C:\a"
+  /// ~~~
   bool IsChild(const NewPathT& parent) const;
   /// Whether Directory() holds something matching pattern (a name or a wildcard).
   bool Contains(const String& pattern) const;
 
   /// A complete other path replaces this one; a relative one is joined to
-  /// Directory(); one starting with `"\"` keeps only this path's root. A
-  /// relative join of 260 units or more throws InvalidPathException and
-  /// leaves this path as it was.
+  /// Directory(); one starting with a backslash keeps only this path's root
+  /// (drive or server), or replaces a path that has none. The cache is
+  /// forgotten and the type becomes other's. A relative join of 260 units or
+  /// more throws InvalidPathException and leaves this path as it was; operator+
+  /// does the same on a copy.
+  ///@{
   NewPathT& operator+=(const NewPathT& other);
   NewPathT operator+(const NewPathT& other) const;
+  ///@}
 
-  /// n levels up, as a Directory: `"C:\a\b\f.txt"` Up(2) -> `"C:\a".` Loads the
-  /// properties of the result.
+  /// n levels up, as a Directory; loads the properties of the result:
+  /// ~~~
+  ///   "C:\a\b\f.txt"  Up(2)  ->  "C:\a"
+  /// ~~~
   void Up(unsigned int n);
 
+  /// Parts of the text, cut from the text and the root length Set recorded;
+  /// the file system is not read and nothing throws but allocation:
+  /// ~~~
+  ///   RawPath                    the normalised text:   "C:\a\b.txt", "C:\a" (Directory)
+  ///   FullPath                   a Directory gets a backslash, a root or bare drive not:
+  ///                                                     "C:\a\" (Directory), "C:\"
+  ///   Root                       root with backslash:   "C:\" for "C:\a" and for "C:a";
+  ///                                                     "" for a relative path without drive
+  ///   Drive                      "C:" for "C:\a"; "" for a UNC or drive-less path
+  ///   Name                       last segment:          "b.txt"; "" for a root
+  ///   Extension                  from the last dot, dot included: ".txt";
+  ///                                                     "" when the name has no dot
+  ///   Directory                  up to the last backslash, kept: "C:\a\";
+  ///                                                     a Directory path is its own: "C:\a\"
+  ///   DirectoryWithoutBackslash  the same without it:   "C:\a"; a root keeps it: "C:\"
+  /// ~~~
+  ///@{
   const String& RawPath() const noexcept;
   String FullPath() const;
   String Root() const;
   String Drive() const;
   String Name() const;
   String Extension() const;
-  /// A Directory path is its own directory: `"C:\a"` (Directory) -> `"C:\a\".`
   String Directory() const;
-  /// A root keeps its backslash: `"C:\f.txt"` -> `"C:\".`
   String DirectoryWithoutBackslash() const;
+  ///@}
 
   /// The name (extension with its dot) replaced, after the same checks as a
   /// segment under validation (InvalidPathException, nothing changed). With
@@ -159,28 +198,49 @@ class NewPathT {
   /// nothing changed); without, the cache is forgotten. The state word is
   /// kept. A drive-relative "C:x" keeps its name.
   void Name(const String& name, bool rename = false);
+  /// The extension replaced (or added) by extension, given with its dot
+  /// (".log"); "" removes it. The same checks, rename and cache rules as Name.
   void Extension(const String& extension, bool rename = false);
 
+  /// The kind of path, from the state word Set built; no file system call:
+  /// ~~~
+  ///   IsAbsolute   starts at a root: "C:\x", "\x", "\\srv\x"   (IsRelative: the opposite)
+  ///   IsRoot       nothing after the root: "C:\", "\", "\\srv\"
+  ///   IsServer     a server alone: "\\srv\"
+  ///   IsUNC        starts with two backslashes
+  ///   HasDrive     starts with a drive letter: "C:\x", "C:x"
+  /// ~~~
+  ///@{
   bool IsAbsolute() const noexcept;
   bool IsRelative() const noexcept;
   bool IsRoot() const noexcept;
   bool IsServer() const noexcept;
   bool IsUNC() const noexcept;
   bool HasDrive() const noexcept;
+  ///@}
   /// Names one place whatever the current drive and directory.
   bool IsComplete() const noexcept;
+  /// The type as declared, or as read when parsed with Detect; the file
+  /// system is not asked again.
+  ///@{
   bool IsFile() const noexcept;
   bool IsDirectory() const noexcept;
+  ///@}
 
   /// Folds A-Z only; callers compare case-insensitively by folding first.
   void ToLowerCase() noexcept;
 
-  /// Exact, case-sensitive: `"C:\A"` and `"c:\a"` differ.
+  /// The texts compared exactly, case-sensitive: `"C:\A"` and `"c:\a"` differ.
+  /// Type and cache are not compared.
+  ///@{
   bool operator==(const String& text) const noexcept;
   bool operator==(const NewPathT& other) const noexcept;
-  /// By unsigned code unit, a prefix first.
+  ///@}
+  /// The texts by unsigned code unit, a prefix first.
+  ///@{
   bool operator<(const String& text) const noexcept;
   bool operator<(const NewPathT& other) const noexcept;
+  ///@}
 
   // ---- The property cache. A query on a missing path throws
   // FileNotFoundException; Exists() and PathExists() never throw.
@@ -188,15 +248,20 @@ class NewPathT {
   /// Fills the cache; for a declared File that is a directory (or the
   /// reverse) throws InvalidPathException. Always true.
   bool LoadProperties() const;
+  /// Loads the cache if needed; whether the path existed when it was loaded.
   bool Exists() const;
   /// No object and no cache: whether the file system can read the text's attributes.
   static bool PathExists(const String& path);
+  /// The cached Win32 attribute bits (low 16) that are in mask.
   unsigned int FileAttribute(unsigned int mask) const;
   /// Sets or clears the mask bits in the cache, writes the cached word to the
   /// file; false when the system refused (the cache keeps the new bits).
   bool FileAttribute(bool set, unsigned int mask);
+  /// The cached size (its low 32 bits, see the top of this header).
   const std::uint64_t& Size() const;
+  /// The cached last write time.
   const ORV::DateTime& LastModificationTime() const;
+  /// The cached FILE_ATTRIBUTE_READONLY bit.
   bool IsReadOnly() const;
   bool IsHidden() const;      ///< the read-only bit: see the top of this header
   bool IsNotIndexed() const;  ///< the read-only bit
@@ -246,7 +311,7 @@ class NewPathT {
   /// searched. "." and ".." never appear. Each entry is built from the
   /// directory text and the entry's name, with its type (File or Directory)
   /// and its cache filled from the search. An unreadable directory adds
-  /// nothing and throws nothing. For a server path `("\\server")` the entries
+  /// nothing and throws nothing. For a server path (`"\\server"`) the entries
   /// are its shares (see GetServerShares), loaded and filtered the same way;
   /// recursive also lists inside each share that passes.
   void GetFileList(std::vector<NewPathT>& result, const String& pattern, bool recursive,
@@ -254,8 +319,8 @@ class NewPathT {
 
   // ---- Network.
 
-  /// The server a path lives on: "srv" for `"\\srv\share\x",` the server of a
-  /// mapped network drive for `"X:\x";` "" for a local path.
+  /// The server a path lives on: "srv" for `"\\srv\share\x"`, the server of a
+  /// mapped network drive for `"X:\x"`; "" for a local path.
   /// CannotRetrieveServerException (message 10) when the drive's mapping
   /// cannot be read.
   String Server() const;
@@ -263,14 +328,18 @@ class NewPathT {
   /// path naming this computer. A relative path is judged by the current
   /// directory.
   bool IsLocal() const;
-  /// The UNC form: a mapped network drive's path as `"\\srv\share\...",` a SUBST
+  /// The UNC form: a mapped network drive's path as `"\\srv\share\..."`, a SUBST
   /// drive's path through its target; a UNC path, or a local path that no
   /// share reaches, is returned as it is, made absolute.
   /// CannotRetrieveServerException (message 10) when a network drive's
   /// mapping cannot be read.
   NewPathT MakeUNC() const;
   /// A "file:" URI of the absolute path, which Set reads back to the same
-  /// path: `"C:\a` `b\x"` -> "file:///C:/a b/x", `"\\srv\share"` -> "file://srv/share";
+  /// path:
+  /// ~~~
+  ///   "C:\a b\x"      ->  "file:///C:/a b/x"
+  ///   "\\srv\share"   ->  "file://srv/share"
+  /// ~~~
   /// a Directory gets a trailing "/". Nothing is percent-encoded, because Set
   /// does not decode.
   String GetURI() const;
@@ -397,19 +466,26 @@ class NewPathT {
 /// narrow, 17 wide), the state word (4 bytes, little-endian). Reading takes
 /// the four items back as written, without parsing or checking; a read cut
 /// short throws ORV::Exception and leaves the path as it was.
+///@{
 template <class CharT>
 ORV::BinaryStream& operator<<(ORV::BinaryStream& stream, const NewPathT<CharT>& path);
 template <class CharT>
 ORV::BinaryStream& operator>>(ORV::BinaryStream& stream, NewPathT<CharT>& path);
+///@}
 
+/// \cond
+// Both widths are instantiated and exported by the library, not by its users.
 extern template class ORVFILE_API NewPathT<char>;
 extern template class ORVFILE_API NewPathT<wchar>;
 extern template ORVFILE_API ORV::BinaryStream& operator<<(ORV::BinaryStream&, const NewPathT<char>&);
 extern template ORVFILE_API ORV::BinaryStream& operator<<(ORV::BinaryStream&, const NewPathT<wchar>&);
 extern template ORVFILE_API ORV::BinaryStream& operator>>(ORV::BinaryStream&, NewPathT<char>&);
 extern template ORVFILE_API ORV::BinaryStream& operator>>(ORV::BinaryStream&, NewPathT<wchar>&);
+/// \endcond
 
+/// The narrow path, text in the ANSI code page.
 using NewPath = NewPathT<char>;
+/// The wide path, text in UTF-16.
 using NewPathW = NewPathT<wchar>;
 
 }  // namespace ORVFile
