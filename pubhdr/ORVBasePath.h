@@ -42,7 +42,7 @@
 #include "ORVFileDefs.h"
 
 /// The Win32 type of the size and free-space queries, declared as `<windows.h>`
-/// declares it, so that this header does not need `<windows.h>.`
+/// declares it, so that this header does not need `<windows.h>`.
 union _ULARGE_INTEGER;
 typedef union _ULARGE_INTEGER ULARGE_INTEGER;
 
@@ -64,11 +64,11 @@ class ORVFILE_API BasePath {
   /// What Extension(extension, mode) does; the extension is given with or
   /// without its separator ("log" or ".log"):
   enum ChangeExtensionMode : int {
-    /// `"a\b.txt"` -> `"a\b.log",` `"a\b"` -> `"a\b.log";` "" removes it: `"a\b.txt"` -> `"a\b"`
+    /// `"a\b.txt"` -> `"a\b.log"`, `"a\b"` -> `"a\b.log"`; "" removes it: `"a\b.txt"` -> `"a\b"`
     BP_REPLACE_EXTENSION = 0,
-    /// `"a\b.txt"` -> `"a\b.txt.log",` `"a\b"` -> `"a\b.log";` "" changes nothing
+    /// `"a\b.txt"` -> `"a\b.txt.log"`, `"a\b"` -> `"a\b.log"`; "" changes nothing
     BP_APPEND_EXTENSION = 1,
-    /// `"a\b"` -> `"a\b.log";` `"a\b.txt"` stays as it is
+    /// `"a\b"` -> `"a\b.log"`; `"a\b.txt"` stays as it is
     BP_ADD_MISSING_EXTENSION = 2,
   };
 
@@ -177,7 +177,7 @@ class BasicPath : public BasePath {
 
   /// Begins with two path separators.
   bool HasUNC() const;
-  /// The first drive separator stands at index 1: `"C:\x",` "C:x".
+  /// The first drive separator stands at index 1: `"C:\x"`, "C:x".
   bool HasDrive() const;
   /// HasDrive, HasUNC, or the text begins with a path separator.
   bool IsAbsolute() const;
@@ -186,10 +186,10 @@ class BasicPath : public BasePath {
 
   /// The parts the runtime's _splitpath finds; a part that is not there is "":
   /// ~~~
-  ///   `"C:\a\b.txt"`   FileName "b.txt"  FileExtension ".txt"  Directory `"C:\a\"`
-  ///   "b"            FileName "b"      FileExtension ""      Directory ""
-  ///   "C:b.tar.gz"   FileName "b.tar.gz"  FileExtension ".gz"  Directory "C:"
-  ///   `"C:\a\.cfg"`    FileName ".cfg"   FileExtension ".cfg"  Directory `"C:\a\"`
+  ///   "C:\a\b.txt"   FileName "b.txt"     FileExtension ".txt"  Directory "C:\a\"
+  ///   "b"            FileName "b"         FileExtension ""      Directory ""
+  ///   "C:b.tar.gz"   FileName "b.tar.gz"  FileExtension ".gz"   Directory "C:"
+  ///   "C:\a\.cfg"    FileName ".cfg"      FileExtension ".cfg"  Directory "C:\a\"
   /// ~~~
   ///@{
   String FileName() const;
@@ -200,7 +200,7 @@ class BasicPath : public BasePath {
   /// Only the text changes; the file system is not touched.
   void Extension(const String& extension, ChangeExtensionMode mode);
 
-  /// The server of a UNC path `("\\srv\share\x"` -> "srv"); for any other path
+  /// The server of a UNC path (`"\\srv\share\x"` -> "srv"); for any other path
   /// this computer's name (GetComputerName). CannotRetrieveServerException
   /// (message 10) when the computer name cannot be read.
   String GetServer() const;
@@ -208,8 +208,12 @@ class BasicPath : public BasePath {
   /// (WNetGetUniversalName); false, unc unchanged, when there is none.
   bool FullPathAsUNC(String& unc) const;
 
-  /// "." or ".." standing alone or after `"\",` "/" or ":", one trailing
-  /// separator ignored: ".", `"..\",` "C:..", `"x\.."` are; "...", "x.", "a..b" are not.
+  /// "." or ".." standing alone or after a backslash, "/" or ":", one trailing
+  /// separator ignored:
+  /// ~~~
+  ///   are:      "."  "..\"  "C:.."  "x\.."
+  ///   are not:  "..."  "x."  "a..b"
+  /// ~~~
   static bool IsDotDirectory(const String& text);
 
   /// Byte for byte (unit for unit), case-sensitive; < orders by unsigned

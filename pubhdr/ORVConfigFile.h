@@ -6,8 +6,8 @@
 ///   ; comments start with ";" as the first character that is not a blank
 ///   [Network]
 ///     port   = 80
-///   path = `c:\data`          <- a key repeated on further lines makes one value
-///   path = `d:\backup`           of several lines: `"c:\data\nd:\backup"`
+///   path = c:\data          <- a key repeated on further lines makes one value
+///   path = d:\backup           of several lines: "c:\data\nd:\backup"
 /// ~~~
 ///
 /// Each line is matched as a whole (regex_match, Boost.Regex) against three
@@ -45,7 +45,6 @@
 /// are not written.
 ///
 /// Decisions of this library on what the format leaves open:
-/// ~~~
 ///   - A missing file is created empty, never truncated: an existing file
 ///     that merely cannot be read is left alone and reported.
 ///   - Save writes a temporary file ("cfg*.tmp") in the target's directory,
@@ -56,14 +55,13 @@
 ///     a read-only target, which Windows refuses.
 ///   - Save refuses, with InvalidConfigException and before touching the
 ///     file, a store that the grammar could not read back: a key outside
-///     [A-Za-z0-9_.], an empty section name, a section name with `"\r"` or `"\n".`
+///     [A-Za-z0-9_.], an empty section name, a section name with `"\r"` or `"\n"`.
 ///   - Save with merge reads the file there first; when that file does not
 ///     follow the grammar it raises InvalidConfigException and writes nothing.
 ///   - A unit above U+00FF (only a buffer loaded as UTF-8 or UTF-16, or the
 ///     application, can bring one) is written as "?".
 ///   - Loaded values carry flag false; the store's reference copy is taken
 ///     after each load and each save, so IsModified tells whether to save.
-/// ~~~
 ///
 /// Ownership and threads: a value like Config; the file is open only inside a
 /// call. One thread at a time per object.
