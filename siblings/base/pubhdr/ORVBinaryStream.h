@@ -18,7 +18,7 @@
 ///     then       the units: form 16 one byte each, form 17 two bytes each,
 ///                least significant first; no terminator, embedded zeros kept.
 ///     "AB" form 16 -> 02 00 00 00 41 42
-///     `L"A\x20AC"` form 17 -> 02 00 00 00 41 00 AC 20
+///     L"A\x20AC" form 17 -> 02 00 00 00 41 00 AC 20
 ///
 /// A std::string goes only with form 16 and a std::wstring only with form 17;
 /// another form throws ORV::Exception without touching the buffer.
