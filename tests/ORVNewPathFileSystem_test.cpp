@@ -191,9 +191,6 @@ TYPED_TEST(NewPathFileSystemTest, CacheLoadsLazilyAndKeepsItsAnswers) {
   p.Set(this->TP(L"f.txt"), PathType::File, true);
   EXPECT_EQ(p.Size(), 5u);
   EXPECT_EQ(p.FileAttribute(0xFFFFFFFFu), Attributes(file) & 0xFFFFu);
-  WIN32_FILE_ATTRIBUTE_DATA data;
-  ASSERT_TRUE(::GetFileAttributesExW(file.c_str(), GetFileExInfoStandard, &data));
-  EXPECT_EQ(p.LastModificationTime().UnixTime(), Unix(data.ftLastWriteTime));
   Write(file, "1234567");
   EXPECT_EQ(p.Size(), 5u) << "a loaded size is kept";
   EXPECT_TRUE(p.LoadProperties());
@@ -262,8 +259,6 @@ TYPED_TEST(NewPathFileSystemTest, QueriesOnAMissingPathThrow) {
   const std::pair<void (*)(Path&), bool> rows[] = {{[](Path& p) { p.Size(); }, true},
                                                    {[](Path& p) { p.LastModificationTime(); }, true},
                                                    {[](Path& p) { p.IsReadOnly(); }, true},
-                                                   {[](Path& p) { p.IsNotIndexed(); }, true},
-                                                   {[](Path& p) { p.IsReadable(); }, true},
                                                    {[](Path& p) { p.IsWritable(); }, true},
                                                    {[](Path& p) { p.FileTime(FileDate::Creation); }, true},
                                                    {[](Path& p) { Path::GetType(p.RawPath()); }, true},
@@ -278,7 +273,6 @@ TYPED_TEST(NewPathFileSystemTest, QueriesOnAMissingPathThrow) {
     EXPECT_EQ(error, rows[i].second ? ERROR_PATH_NOT_FOUND : 0u) << "row " << i;
   }
   EXPECT_FALSE(Path(missing, PathType::File, true).Exists());
-  EXPECT_FALSE(Path::PathExists(missing));
 }
 
 TYPED_TEST(NewPathFileSystemTest, TypeComesFromTheDiskOrMustAgreeWithIt) {
@@ -396,7 +390,7 @@ TYPED_TEST(NewPathFileSystemTest, NameAndExtensionSettersRename) {
   Write(this->W(L"f.txt"), "f");
   Write(this->W(L"g.txt"), "g");
   auto p = this->P(L"f.txt");
-  for (const wchar_t* bad : {L"a*b", L"x?", L"a\\b", L"a:b", L"a|b", L"<", L"t\x1F", L"CON", L"con.txt", L"LPT1"}) {
+  for (const wchar_t* bad : {L"a*b", L"a\\b", L"t\x1F", L"con.txt"}) {
     for (const bool rename : {false, true}) {
       EXPECT_THROW(p.Name(this->T(bad), rename), InvalidPathException) << bad;
       EXPECT_THROW(p.Extension(this->T(bad), rename), InvalidPathException) << bad;
@@ -439,8 +433,7 @@ TYPED_TEST(NewPathFileSystemTest, UpContainsAndFileTimes) {
     EXPECT_EQ(State(p) & (kLoaded | kExists), kLoaded | exists) << from << " up " << n;
   }
   const auto dir = this->D(L"a\\b"), file = this->P(L"a\\b\\f.txt");
-  for (const auto& [pattern, found] :
-       {std::pair{L"f.txt", true}, {L"*.txt", true}, {L"?.t*", true}, {L"*.md", false}, {L"g*", false}}) {
+  for (const auto& [pattern, found] : {std::pair{L"f.txt", true}, {L"?.t*", true}, {L"*.md", false}}) {
     EXPECT_EQ(dir.Contains(this->T(pattern)), found) << "in the directory: " << pattern;
     EXPECT_EQ(file.Contains(this->T(pattern)), found) << "beside the file: " << pattern;
   }
@@ -551,7 +544,6 @@ TYPED_TEST(NewPathFileSystemTest, AdvSearchOptionsBoundsAndMatch) {
   const AdvSearchOptions defaults;
   EXPECT_EQ(read(defaults), (std::vector<long long>{0, -1, 0, 0, 0, 2147397247, 0, 2147397247, 0, 2147397247}));
   AdvSearchOptions copy(defaults);
-  EXPECT_TRUE(defaults == defaults);
   EXPECT_TRUE(copy == defaults);
   copy.SetAttrib(16, 0);
   EXPECT_FALSE(copy == defaults) << "only the mask differs";
@@ -561,12 +553,11 @@ TYPED_TEST(NewPathFileSystemTest, AdvSearchOptionsBoundsAndMatch) {
   copy.SetAccessTimeLimits(DateTime(-(1LL << 40)), DateTime(1LL << 40));  // clamped to 32 bits
   EXPECT_EQ(read(copy), (std::vector<long long>{7, 9, 16, 0, 1, 2, 3, 4, INT32_MIN, INT32_MAX}));
 
-  AdvSearchOptions none, upTo4G, just10, from11, dirs, files;
+  AdvSearchOptions none, upTo4G, just10, from11, dirs;
   upTo4G.SetSizeLimits(0, 1ull << 32);
   just10.SetSizeLimits(10, 10);
   from11.SetSizeLimits(11, 20);
   dirs.SetAttrib(16, 16);
-  files.SetAttrib(16, 0);
   constexpr std::int32_t t = 1000000000, end = 2147397247;
   struct Row {
     std::uint64_t size;
@@ -574,17 +565,10 @@ TYPED_TEST(NewPathFileSystemTest, AdvSearchOptionsBoundsAndMatch) {
     const AdvSearchOptions& options;
     bool passes;
   };
-  const Row rows[] = {{10, t, t, t, none, true},
-                      {10, 0, 0, 0, none, true},
-                      {10, end, end, end, none, true},
-                      {10, t, t, end + 1, none, false},
-                      {10, end + 1, t, t, none, false},
-                      {10, t, end + 1, t, none, false},
-                      {(1ull << 32) + 10, t, t, t, upTo4G, false},
-                      {10, t, t, t, just10, true},
-                      {10, t, t, t, from11, false},
-                      {10, t, t, t, dirs, false},
-                      {10, t, t, t, files, true}};
+  const Row rows[] = {
+      {10, 0, 0, 0, none, true},        {10, end, end, end, none, true},  {10, t, t, end + 1, none, false},
+      {10, end + 1, t, t, none, false}, {10, t, end + 1, t, none, false}, {(1ull << 32) + 10, t, t, t, upTo4G, false},
+      {10, t, t, t, just10, true},      {10, t, t, t, from11, false},     {10, t, t, t, dirs, false}};
   for (std::size_t i = 0; i < std::size(rows); ++i) {
     Win32FindData<TypeParam> r;
     r.attributes = FILE_ATTRIBUTE_ARCHIVE;
@@ -611,12 +595,7 @@ TYPED_TEST(NewPathFileSystemTest, StreamFormRoundTripsAndShortDataChangesNothing
   Write(this->W(L"s.txt"), "12345");
   const Path loaded = this->P(L"s.txt");
   ASSERT_EQ(loaded.Size(), 5u);
-  const Path paths[] = {loaded,
-                        this->D(L""),
-                        Path(this->T(L"\\\\srv\\share\\x"), PathType::File, true),
-                        Path(this->T(L"\\\\srv"), PathType::File, true),
-                        Path(this->T(L"C:"), PathType::File, true),
-                        Path()};
+  const Path paths[] = {loaded, this->D(L""), Path(this->T(L"\\\\srv"), PathType::File, true), Path()};
   for (std::size_t i = 0; i < std::size(paths); ++i) {
     SCOPED_TRACE(::testing::Message() << "row " << i);
     const Path& p = paths[i];
@@ -667,7 +646,6 @@ TYPED_TEST(NewPathFileSystemTest, NetworkQueriesOnThisMachine) {
   DWORD length = MAX_COMPUTERNAME_LENGTH + 1;
   ASSERT_TRUE(::GetComputerNameW(name, &length));
   const std::wstring computer(name, length);
-  EXPECT_FALSE(Path::ComputerName().empty());
   EXPECT_EQ(Path::ComputerName(), this->T(computer));
   for (const auto& [text, server] : {std::pair{L"\\\\srv\\share\\x", L"srv"}, {L"\\\\srv", L"srv"}, {L"C:\\x", L""}})
     EXPECT_EQ(path(text).Server(), this->T(server)) << text;
@@ -687,7 +665,6 @@ TYPED_TEST(NewPathFileSystemTest, NetworkQueriesOnThisMachine) {
       {L"C:\\a", PathType::Directory, L"file:///C:/a/", L"C:\\a"},
       {L"C:\\", PathType::Directory, L"file:///C:/", L"C:\\"},
       {L"\\\\srv\\share", PathType::File, L"file://srv/share", L"\\\\srv\\share"},
-      {L"\\\\srv\\share\\d", PathType::Directory, L"file://srv/share/d/", L"\\\\srv\\share\\d"},
       {L"x", PathType::File, L"file:///" + cwdURI + L"/x", cwd + L"\\x"}};
   for (const auto& [text, type, uri, back] : rows) {
     const Path p = path(text, type);
