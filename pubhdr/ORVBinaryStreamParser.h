@@ -220,6 +220,13 @@ class ORVFILE_API BinaryStreamParser {
 
   // Fetch primitives: the cursor moves, what it passes over goes to rec.
   void BeginFetch();
+  // The common cases, with nothing recorded: a search inside the block and a
+  // step inside it. Anything else goes on in the general forms.
+  template <class Match>
+  bool SkipTo(const Match& match);
+  template <class Match>
+  bool KeepInBlock(const Match& match, std::string& out);
+  bool FetchSteps(std::uint32_t n, bool keep, bool clearRecord);
   bool FetchByte(unsigned char c, Recorder& rec);
   bool FetchData(const std::string& target, FetchMode mode, Recorder& rec);
   bool FetchKept(const std::string& target, FetchMode mode, bool keep);  // the keyword buffer only

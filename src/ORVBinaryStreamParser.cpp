@@ -33,6 +33,16 @@ std::uint32_t RemoveNulls(unsigned char* data, std::uint32_t n) {
   return static_cast<std::uint32_t>(std::remove(data, data + n, 0) - data);
 }
 
+// Shrinking a string stays inline; only growing it calls into the library and the
+// runtime's memset (growing through append would reach memcpy, dearer under Wine).
+void SizeTo(std::string& out, std::uint32_t n) {
+  if (n <= out.size()) {
+    out.erase(n);
+  } else {
+    out.resize(n);
+  }
+}
+
 std::uint32_t IntoChunkSize(std::uint32_t n, bool found) {
   const std::uint32_t size = n < kIntoChunkMax ? n + 1 : kIntoChunkMax;
   return !found && size < kIntoChunkAhead ? kIntoChunkAhead : size;
@@ -340,7 +350,7 @@ void BinaryStreamParser::BeginFetch() {
 }
 
 template <class Match>
-bool BinaryStreamParser::ScanTo(const Match& match, Recorder& rec) {
+[[gnu::noinline]] bool BinaryStreamParser::ScanTo(const Match& match, Recorder& rec) {
   const bool recording = rec.Active();
   for (;;) {
     if (m_pos == m_blockLen && !Refill()) return false;
@@ -377,6 +387,49 @@ bool BinaryStreamParser::ScanToKeyword(const std::string& keyword, const First& 
   }
 }
 
+// While record fetching is off the record buffer is empty (it starts so and
+// SetRecordFetching(false) empties it), so a fetch has nothing to clear there.
+// Without keep the cursor only moves: one search when the byte is in the block.
+template <class Match>
+[[gnu::always_inline]] inline bool BinaryStreamParser::SkipTo(const Match& match) {
+  ClearKeywordBuffer();
+  const std::uint32_t end = m_blockLen;
+  if (m_pos != end) {
+    m_pos = FindFirst(m_block, m_pos, end, match);
+    if (m_pos != end) return true;
+  }
+  Recorder none(*this, false, nullptr);
+  return ScanTo(match, none);
+}
+
+// FetchTo(c, out) with record fetching off, when the byte is in the block:
+// the bytes go from the block to `out` and to the keyword buffer, which ends
+// as the general form leaves it. False (nothing changed) when the byte is not
+// in the block.
+template <class Match>
+[[gnu::always_inline]] inline bool BinaryStreamParser::KeepInBlock(const Match& match, std::string& out) {
+  const std::uint32_t start = m_pos;
+  const std::uint32_t end = m_blockLen;
+  if (start == end) return false;
+  const std::uint32_t at = FindFirst(m_block, start, end, match);
+  if (at == end) return false;
+  m_pos = at;
+  // A block holds at most BSP_BLOCK_SIZE bytes that may be recorded: they all fit in the emptied keyword buffer.
+  const std::uint32_t from = std::max(start, m_unrecorded);
+  const std::uint32_t n = at > from ? at - from : 0;
+  const unsigned char* data = m_block + from;
+  CopyBytes(m_keyword, data, n);
+  m_keyword[n] = '\0';
+  m_keywordLen = n;
+  if (n > 0 && m_unsavedLen > 0) {
+    m_unsavedLen = 0;
+    m_unsaved[0] = '\0';
+  }
+  SizeTo(out, n);
+  CopyBytes(out.data(), data, n);
+  return true;
+}
+
 bool BinaryStreamParser::FetchByte(unsigned char c, Recorder& rec) {
   BeginFetch();
   const unsigned char partner = CasePartner(c);
@@ -401,18 +454,31 @@ bool BinaryStreamParser::FetchData(const std::string& target, FetchMode mode, Re
 
 bool BinaryStreamParser::CopyKeywordOnSuccess(bool found, std::string& out) const {
   if (found) {
-    out.resize(m_keywordLen);  // assign would copy through the runtime's memcpy
+    SizeTo(out, m_keywordLen);  // assign would copy through the runtime's memcpy
     CopyBytes(out.data(), m_keyword, m_keywordLen);
   }
   return found;
 }
 
 bool BinaryStreamParser::FetchTo(unsigned char c, bool keep) {
+  if (!keep && !m_recordFetching) {
+    const unsigned char partner = CasePartner(c);
+    if (m_caseSensitive || partner == c) return SkipTo(ByteIs(c));
+    return SkipTo(ByteIsEither(c, partner));
+  }
   Recorder rec(*this, keep, nullptr);
   return FetchByte(c, rec);
 }
 
 bool BinaryStreamParser::FetchTo(unsigned char c, std::string& out) {
+  if (!m_recordFetching) {
+    const unsigned char partner = CasePartner(c);
+    if (m_caseSensitive || partner == c) {
+      if (KeepInBlock(ByteIs(c), out)) return true;
+    } else if (KeepInBlock(ByteIsEither(c, partner), out)) {
+      return true;
+    }
+  }
   return CopyKeywordOnSuccess(FetchTo(c, true), out);
 }
 
@@ -472,6 +538,15 @@ bool BinaryStreamParser::FetchIntoUntilNot(SharedMemoryBuffer& into, const std::
 }
 
 bool BinaryStreamParser::Fetch(std::uint32_t n, bool keep, bool clearRecord) {
+  // A step inside the block with nothing to keep, record or clear (see SkipTo).
+  if (!keep && !m_recordFetching && m_pos != m_blockLen && n <= m_blockLen - m_pos) {
+    m_pos += n;
+    return true;
+  }
+  return FetchSteps(n, keep, clearRecord);
+}
+
+[[gnu::noinline]] bool BinaryStreamParser::FetchSteps(std::uint32_t n, bool keep, bool clearRecord) {
   if (m_pos == m_blockLen && !Refill()) return false;
   if (keep) ClearKeywordBuffer();
   if (clearRecord) ClearRecord();
