@@ -85,8 +85,7 @@ TEST_F(DirectoryWalkerTest, OrderPatternAndDepth) {
   };
   const Row rows[] = {{"*.*", true, kAll},
                       {"*.*", false, {"a.txt", "b.dat", "z.txt"}},
-                      {"*.TXT", true, {"a.txt", "z.txt"}},  // "sub" does not match, so it is not entered
-                      {"*.none", true, {}}};
+                      {"*.TXT", true, {"a.txt", "z.txt"}}};  // "sub" does not match, so it is not entered
   for (const Row& row : rows) {
     SCOPED_TRACE(row.pattern);
     DirectoryWalker walker;
@@ -120,7 +119,6 @@ TEST_F(DirectoryWalkerTest, StartsFromAFileAlongItsRoute) {
   };
   const Row rows[] = {{In("SUB\\DEEP\\D.TXT"), {"sub\\deep\\d.txt", "sub\\e.txt", "sub2\\f.txt", "z.txt"}},
                       {m_root + "/sub/c.txt", {"sub\\c.txt", "sub\\deep\\d.txt", "sub\\e.txt", "sub2\\f.txt", "z.txt"}},
-                      {In("sub2\\f.txt"), {"sub2\\f.txt", "z.txt"}},
                       {In("sub\\nothing.txt"), {}},
                       {In("sub"), {}}};  // a directory is never a start
   for (const Row& row : rows) {
