@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
 #include <map>
 #include <random>
@@ -38,21 +37,11 @@ Str<CharT> S(const std::string& text) {
   return result;
 }
 
-// Failure messages must show zeros, controls and high units.
+// Failure messages must show zeros, controls and high units: GoogleTest's
+// printer escapes them.
 template <class CharT>
 std::string Show(const Str<CharT>& s) {
-  std::string out = "\"";
-  for (CharT c : s) {
-    const unsigned u = static_cast<std::make_unsigned_t<CharT>>(c);
-    char buf[8];
-    if (u >= 0x20 && u < 0x7F && u != '\\' && u != '"') {
-      out += static_cast<char>(u);
-    } else {
-      std::snprintf(buf, sizeof buf, u == '\\' || u == '"' ? "\\%c" : u < 0x100 ? "\\x%02X" : "\\u%04X", u);
-      out += buf;
-    }
-  }
-  return out + "\"";
+  return ::testing::PrintToString(s);
 }
 
 template <class CharT>
