@@ -123,6 +123,11 @@ int main() {
   for (const wchar_t* module :
        {L"ORVFile160NT", L"ORVBase160NT", L"ORV160NT", L"ORVThread160NT", L"ORVCharset160NT", L"ORVMem160NT"})
     CheckVersionResource(directory, module);
-  std::wprintf(L"%d check(s) failed\n", g_failures);
+  // The test passes on this line, not on the exit code alone: under Wine a
+  // crash can still end a program with exit code 0.
+  if (g_failures == 0)
+    std::wprintf(L"all checks held\n");
+  else
+    std::wprintf(L"%d check(s) failed\n", g_failures);
   return g_failures == 0 ? 0 : 1;
 }
