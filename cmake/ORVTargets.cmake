@@ -21,10 +21,10 @@ endfunction()
 # keeps ld from exporting every global symbol of a module that has no
 # dllexport (ORVMem160NT today), and the statically linked libgcc, libstdc++
 # and winpthread mark nothing for export. ORVFile.exports checks that this
-# stays so. Two exports of ORVFile160NT are not in its public
-# headers on purpose: FileCallsForTesting and AvailableBytesForTesting
-# (src/ORVFileSeam.h, src/ORVWatcherSeam.h) let the fault tests swap the
-# system calls the DLL makes.
+# stays so. The two test seams of ORVFile160NT, FileCallsForTesting and
+# AvailableBytesForTesting (pubhdr/ORVFileSeam.h, pubhdr/ORVWatcherSeam.h),
+# are declared in public headers like every other export: a user's fault
+# tests may swap the system calls the DLL makes, as ours do.
 function(orv_add_dll name)
   cmake_parse_arguments(ARG "" "BUILD_DEFINE;PUBLIC_HEADERS;DESCRIPTION" "SOURCES;LINKS" ${ARGN})
   if(NOT ARG_DESCRIPTION)

@@ -1,3 +1,5 @@
+#include "win32.h"
+
 #include "ORVFileSeam.h"
 
 namespace ORVFile::detail {

@@ -1,6 +1,7 @@
-// The fault seam: every Win32 call behind the file handle (CFileT, and so the
-// disk buffer that writes through it) and the memory-mapped file goes through
-// this one table of function pointers, filled with the system's functions.
+// The fault seam, for tests: every Win32 call behind the file handle (CFileT,
+// and so the disk buffer that writes through it) and the memory-mapped file
+// goes through this one table of function pointers, filled with the system's
+// functions.
 //
 // Test-only: a test swaps an entry through FileCallsForTesting() to make a
 // call fail with the code it chooses, and puts the old entry back when done:
@@ -18,7 +19,7 @@
 // thread uses a file handle. Production code never writes to it.
 #pragma once
 
-#include "win32.h"
+#include <windows.h>
 
 #include "ORVFileDefs.h"
 #include "ORVSeamHandle.h"
