@@ -43,6 +43,15 @@ void SizeTo(std::string& out, std::uint32_t n) {
   }
 }
 
+// Calls use with the matcher of byte c: the byte itself, or it and its case
+// partner on a case-insensitive parser.
+template <class Use>
+[[gnu::always_inline]] inline bool WithByteMatch(unsigned char c, bool caseSensitive, const Use& use) {
+  const unsigned char partner = CasePartner(c);
+  if (caseSensitive || partner == c) return use(ByteIs(c));
+  return use(ByteIsEither(c, partner));
+}
+
 std::uint32_t IntoChunkSize(std::uint32_t n, bool found) {
   const std::uint32_t size = n < kIntoChunkMax ? n + 1 : kIntoChunkMax;
   return !found && size < kIntoChunkAhead ? kIntoChunkAhead : size;
@@ -432,9 +441,7 @@ template <class Match>
 
 bool BinaryStreamParser::FetchByte(unsigned char c, Recorder& rec) {
   BeginFetch();
-  const unsigned char partner = CasePartner(c);
-  if (m_caseSensitive || partner == c) return ScanTo(ByteIs(c), rec);
-  return ScanTo(ByteIsEither(c, partner), rec);
+  return WithByteMatch(c, m_caseSensitive, [&](const auto& match) { return ScanTo(match, rec); });
 }
 
 bool BinaryStreamParser::FetchData(const std::string& target, FetchMode mode, Recorder& rec) {
@@ -462,22 +469,16 @@ bool BinaryStreamParser::CopyKeywordOnSuccess(bool found, std::string& out) cons
 
 bool BinaryStreamParser::FetchTo(unsigned char c, bool keep) {
   if (!keep && !m_recordFetching) {
-    const unsigned char partner = CasePartner(c);
-    if (m_caseSensitive || partner == c) return SkipTo(ByteIs(c));
-    return SkipTo(ByteIsEither(c, partner));
+    return WithByteMatch(c, m_caseSensitive, [this](const auto& match) { return SkipTo(match); });
   }
   Recorder rec(*this, keep, nullptr);
   return FetchByte(c, rec);
 }
 
 bool BinaryStreamParser::FetchTo(unsigned char c, std::string& out) {
-  if (!m_recordFetching) {
-    const unsigned char partner = CasePartner(c);
-    if (m_caseSensitive || partner == c) {
-      if (KeepInBlock(ByteIs(c), out)) return true;
-    } else if (KeepInBlock(ByteIsEither(c, partner), out)) {
-      return true;
-    }
+  if (!m_recordFetching &&
+      WithByteMatch(c, m_caseSensitive, [&](const auto& match) { return KeepInBlock(match, out); })) {
+    return true;
   }
   return CopyKeywordOnSuccess(FetchTo(c, true), out);
 }
