@@ -15,17 +15,16 @@
 #include <cstdint>
 #include <cstring>
 
+#include "ORVToLower.h"
+
 namespace ORVFile::detail {
 
-constexpr unsigned char FoldCase(unsigned char c) noexcept {
-  return c >= 'A' && c <= 'Z' ? static_cast<unsigned char>(c + ('a' - 'A')) : c;
-}
+constexpr unsigned char FoldCase(unsigned char c) noexcept { return ORV::AsciiToLower(c); }
 
 /// 'a' <-> 'A'; every byte that is not an ASCII letter is its own partner.
 constexpr unsigned char CasePartner(unsigned char c) noexcept {
-  if (c >= 'A' && c <= 'Z') return static_cast<unsigned char>(c + ('a' - 'A'));
   if (c >= 'a' && c <= 'z') return static_cast<unsigned char>(c - ('a' - 'A'));
-  return c;
+  return ORV::AsciiToLower(c);
 }
 
 inline __m128i Load16(const unsigned char* p) noexcept { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); }

@@ -6,6 +6,7 @@
 
 #include "ORVPath.h"
 #include "ORVThread.h"
+#include "ORVToLower.h"
 #include "ORVWatcherSeam.h"
 
 namespace ORVFile {
@@ -34,14 +35,12 @@ namespace {
 constexpr unsigned long kSpinCount = 4000;
 constexpr std::size_t kComparedLength = 65535;
 
-char FoldAscii(char c) noexcept { return (c >= 'A' && c <= 'Z') ? static_cast<char>(c - 'A' + 'a') : c; }
-
 // As _strnicmp(a, b, 65535) == 0 in the C locale.
 bool SamePath(const std::string& a, const std::string& b) noexcept {
   const std::size_t length = std::min(a.size(), kComparedLength);
   if (length != std::min(b.size(), kComparedLength)) return false;
   for (std::size_t i = 0; i < length; ++i)
-    if (FoldAscii(a[i]) != FoldAscii(b[i])) return false;
+    if (ORV::AsciiToLower(a[i]) != ORV::AsciiToLower(b[i])) return false;
   return true;
 }
 

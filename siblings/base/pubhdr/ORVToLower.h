@@ -7,6 +7,14 @@
 
 namespace ORV {
 
+/// ASCII-only case folding: 'A'..'Z' become 'a'..'z', every other unit stays.
+/// For rules that fold only ASCII whatever the code page (the C locale's
+/// _strnicmp, case-blind byte matching); inline, so hot loops pay no call.
+template <class Unit>
+constexpr Unit AsciiToLower(Unit unit) noexcept {
+  return unit >= Unit('A') && unit <= Unit('Z') ? static_cast<Unit>(unit + (Unit('a') - Unit('A'))) : unit;
+}
+
 ///@{
 /// The family's case folding, unit by unit, as Windows folds case
 /// (CharLowerBuff): wide text by the system's Unicode tables, narrow text in

@@ -36,10 +36,7 @@ struct WNoCase {
   using is_transparent = void;
 
   /// The unit as ToLower folds it (ASCII inline).
-  static wchar Fold(wchar unit) {
-    if (unit >= L'A' && unit <= L'Z') return static_cast<wchar>(unit + (L'a' - L'A'));
-    return unit < 0x80 ? unit : ToLower(unit);
-  }
+  static wchar Fold(wchar unit) { return unit < 0x80 ? AsciiToLower(unit) : ToLower(unit); }
 
   /// True when left orders before right, case folded.
   bool operator()(std::wstring_view left, std::wstring_view right) const {

@@ -9,8 +9,7 @@ namespace {
 // surrogate pair is never folded as a pair.
 template <class Unit>
 Unit FoldUnit(Unit unit, DWORD(WINAPI* lowerBuffer)(Unit*, DWORD)) {
-  if (unit >= 'A' && unit <= 'Z') return static_cast<Unit>(unit + ('a' - 'A'));
-  if (static_cast<unsigned>(unit) < 0x80) return unit;
+  if (static_cast<unsigned>(unit) < 0x80) return AsciiToLower(unit);
   lowerBuffer(&unit, 1);
   return unit;
 }
