@@ -368,9 +368,8 @@ class NewPathT {
 
   static constexpr std::size_t kMaxPath = 260;
 
-  // The one place each Win32 call is made, picking the A or W function by
-  // width. Each returns what the call returns; the caller reads the last
-  // error on its next statement.
+  // Each passes one Win32 call on to the wrapper layer both path families
+  // share; the caller reads the last error on its next statement.
   // What GetFileAttributesEx tells of a path, times as Unix times.
   struct Facts {
     std::uint32_t attributes;
@@ -389,7 +388,7 @@ class NewPathT {
   static void* FindFirstFileWrp(const String& pattern, Win32FindData<CharT>* entry);
   static bool FindNextFileWrp(void* find, Win32FindData<CharT>* entry);
   static bool SetFileAttributesWrp(const String& path, unsigned long attributes);
-  static unsigned long WNetGetConnectionWrp(const String& local, CharT* remote, unsigned long* length);
+  static unsigned long WNetGetConnectionWrp(const String& local, String& remote);
   static unsigned long WNetGetUniversalNameWrp(const String& local, String& universal);
   static bool GetComputerNameWrp(CharT* buffer, unsigned long* size);
   static bool CreateDirectoryWrp(const String& path);

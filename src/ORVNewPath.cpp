@@ -1,8 +1,6 @@
 #include "win32.h"
 
 #include <emmintrin.h>
-#include <lm.h>
-#include <winnetwk.h>
 
 #include <algorithm>
 #include <climits>
@@ -13,6 +11,7 @@
 #include "ORVFileException.h"
 #include "ORVHandle.h"
 #include "ORVNewPath.h"
+#include "ORVPathWrp.h"
 #include "ORVRaise.h"
 #include "ORVToLower.h"
 
@@ -183,35 +182,8 @@ bool IsDotEntry(const std::basic_string<CharT>& name) noexcept {
          (name.size() == 2 && name[0] == CharT('.') && name[1] == CharT('.'));
 }
 
-// Share names come from the system as UTF-16 only.
-std::string WideCharToMultiByteWrp(const std::wstring& text) {
-  if (text.empty()) return std::string();
-  const int length = static_cast<int>(text.size());
-  const int bytes = ::WideCharToMultiByte(CP_ACP, 0, text.data(), length, nullptr, 0, nullptr, nullptr);
-  std::string result(static_cast<std::size_t>(std::max(bytes, 0)), '\0');
-  ::WideCharToMultiByte(CP_ACP, 0, text.data(), length, result.data(), bytes, nullptr, nullptr);
-  return result;
-}
-
-template <class CharT>
-std::basic_string<CharT> FromWide(const std::wstring& text) {
-  if constexpr (sizeof(CharT) == 1)
-    return WideCharToMultiByteWrp(text);
-  else
-    return text;
-}
-
-constexpr DWORD kSettableAttributes = FILE_ATTRIBUTE_ARCHIVE | FILE_ATTRIBUTE_HIDDEN |
-                                      FILE_ATTRIBUTE_NOT_CONTENT_INDEXED | FILE_ATTRIBUTE_OFFLINE |
-                                      FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_SYSTEM | FILE_ATTRIBUTE_TEMPORARY;
-
-bool IsDirectoryAttribute(unsigned long attributes) noexcept { return (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0; }
-
-// Junctions and symbolic links to directories are neither entered nor copied
-// through: one could lead back to an ancestor.
-bool IsRealDirectory(unsigned long attributes) noexcept {
-  return IsDirectoryAttribute(attributes) && (attributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0;
-}
+using detail::IsDirectoryAttribute;
+using detail::IsRealDirectory;
 
 }  // namespace
 
@@ -824,6 +796,8 @@ bool NewPathT<CharT>::IsDeviceName(const CharT* text) {
 
 #include "ORVNewPathFileSystem.inl"
 #include "ORVNewPathListing.inl"
+#include "ORVNewPathNetwork.inl"
+#include "ORVNewPathStream.inl"
 #include "ORVNewPathWrp.inl"
 
 namespace ORVFile {

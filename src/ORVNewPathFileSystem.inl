@@ -1,5 +1,6 @@
-// NewPathT: the property cache and everything that reads or changes the file
-// system or the network. Included once, by ORVNewPath.cpp.
+// NewPathT: the property cache, and everything that reads or changes the
+// file system: queries, creation, deletion, copy and move. Included once, by
+// ORVNewPath.cpp.
 
 namespace ORVFile {
 
@@ -29,6 +30,45 @@ bool IsSameOrInside(const std::basic_string<CharT>& inner, const std::basic_stri
                   [](CharT a, CharT b) { return FoldAscii(a) == FoldAscii(b); }))
     return false;
   return inner.size() == outer.size() || outer.back() == CharT('\\') || inner[outer.size()] == CharT('\\');
+}
+
+// NO_ERROR when the directory was made or one stands there already; else the
+// error, 183 when a file stands there.
+template <class CharT>
+unsigned long MakeDirectory(const std::basic_string<CharT>& path) {
+  if (detail::CreateDirectoryWrp(path)) return NO_ERROR;
+  const unsigned long error = ::GetLastError();
+  return error == ERROR_ALREADY_EXISTS && IsDirectoryAttribute(detail::GetFileAttributesWrp(path)) ? NO_ERROR : error;
+}
+
+// Makes path and its missing parents: up while the parent is missing, then
+// down again, deepest last. A file in the chain ends the walk up, and the
+// failure names what was asked for (reportAs) with that error, 183:
+//   "C:\t\f.txt\sub\x"  ->  FileCannotCreateException, "C:\t\f.txt\sub\x", 183
+// A directory that cannot be made on the way down is named itself; those
+// made before it stay.
+template <class CharT>
+void MakeDirectories(const std::basic_string<CharT>& path, const std::basic_string<CharT>& reportAs) {
+  using String = std::basic_string<CharT>;
+  const unsigned long attributes = detail::GetFileAttributesWrp(path);
+  if (attributes != INVALID_FILE_ATTRIBUTES && !IsDirectoryAttribute(attributes))
+    detail::Raise<FileExistException>(ORVFILE_THROW_SITE, MSG_CREATE, ERROR_ALREADY_EXISTS, reportAs);
+  unsigned long error = MakeDirectory(path);
+  std::vector<String> cut;
+  String made = path;
+  while (error == ERROR_PATH_NOT_FOUND) {
+    const std::size_t slash = made.rfind(CharT('\\'));
+    if (slash == String::npos || slash == 0) break;
+    cut.push_back(made.substr(slash));
+    made.erase(slash);
+    error = MakeDirectory(made);
+  }
+  if (error != NO_ERROR) detail::Raise<FileCannotCreateException>(ORVFILE_THROW_SITE, MSG_CREATE, error, reportAs);
+  for (auto part = cut.rbegin(); part != cut.rend(); ++part) {
+    made += *part;
+    error = MakeDirectory(made);
+    if (error != NO_ERROR) detail::Raise<FileCannotCreateException>(ORVFILE_THROW_SITE, MSG_CREATE, error, made);
+  }
 }
 
 }  // namespace
@@ -267,7 +307,7 @@ void NewPathT<CharT>::CreateFileWithParents() const {
     if (file) return;
     const unsigned long error = ::GetLastError();
     if (error == ERROR_PATH_NOT_FOUND && attempt == 0) {
-      ForceCreateDirectory(DirectoryWithoutBackslash());
+      MakeDirectories(DirectoryWithoutBackslash(), m_path);
       continue;
     }
     // Creating a file that is already there is no error; a directory there is.
@@ -281,37 +321,7 @@ void NewPathT<CharT>::CreateFileWithParents() const {
 
 template <class CharT>
 void NewPathT<CharT>::ForceCreateDirectory(const String& path) {
-  const unsigned long attributes = GetFileAttributesWrp(path);
-  if (attributes != INVALID_FILE_ATTRIBUTES && !IsDirectoryAttribute(attributes))
-    detail::Raise<FileExistException>(ORVFILE_THROW_SITE, MSG_CREATE, ERROR_FILE_EXISTS, path);
-  if (CreateDirectoryWrp(path)) return;
-  unsigned long error = ::GetLastError();
-  if (error == ERROR_ALREADY_EXISTS) return;
-
-  // Up until a parent can be made, then down again, deepest last.
-  std::vector<String> cut;
-  String made = path;
-  while (error == ERROR_PATH_NOT_FOUND) {
-    const std::size_t slash = made.rfind(CharT('\\'));
-    if (slash == String::npos || slash == 0) break;
-    cut.push_back(made.substr(slash));
-    made.erase(slash);
-    if (CreateDirectoryWrp(made)) {
-      error = NO_ERROR;
-    } else {
-      error = ::GetLastError();
-      if (error == ERROR_ALREADY_EXISTS) error = NO_ERROR;
-    }
-  }
-  if (error != NO_ERROR) detail::Raise<FileCannotCreateException>(ORVFILE_THROW_SITE, MSG_CREATE, error, path);
-  for (auto part = cut.rbegin(); part != cut.rend(); ++part) {
-    made += *part;
-    if (!CreateDirectoryWrp(made)) {
-      const unsigned long downError = ::GetLastError();
-      if (downError != ERROR_ALREADY_EXISTS)
-        detail::Raise<FileCannotCreateException>(ORVFILE_THROW_SITE, MSG_CREATE, downError, made);
-    }
-  }
+  MakeDirectories(path, path);
 }
 
 // ---- Deletion.
@@ -339,9 +349,7 @@ void NewPathT<CharT>::DeleteContent() {
 template <class CharT>
 void NewPathT<CharT>::ClearReadOnly(const String& path, unsigned long attributes) const {
   if ((attributes & FILE_ATTRIBUTE_READONLY) == 0) return;
-  unsigned long kept = attributes & kSettableAttributes & ~static_cast<unsigned long>(FILE_ATTRIBUTE_READONLY);
-  if (kept == 0) kept = FILE_ATTRIBUTE_NORMAL;
-  if (!SetFileAttributesWrp(path, kept))
+  if (!SetFileAttributesWrp(path, detail::Settable(attributes & ~static_cast<unsigned long>(FILE_ATTRIBUTE_READONLY))))
     detail::RaiseLastError<FileCannotSetAttributes>(ORVFILE_THROW_SITE, MSG_SET_ATTRIBUTES, path);
 }
 
@@ -441,134 +449,6 @@ void NewPathT<CharT>::Move(const NewPathT& target) {
   *this = target;
   SetType(type);
   ResetProperties();
-}
-
-// ---- Network.
-
-template <class CharT>
-NewPathT<CharT> NewPathT<CharT>::MadeAbsolute() const {
-  NewPathT result(*this);
-  if (IsComplete()) return result;
-  if (IsAbsolute()) return GetCurrentPath(NP_CURRENT[0]) + result;  // "\x": the current drive's
-  result.Canonicalize(true);
-  return result;
-}
-
-template <class CharT>
-typename NewPathT<CharT>::String NewPathT<CharT>::Server() const {
-  if (IsUNC()) {
-    const std::size_t root = RootLength();
-    return root > 2 ? m_path.substr(2, root - 2) : String();
-  }
-  const NewPathT complete = MadeAbsolute();
-  if (!complete.HasDrive()) return complete.IsUNC() ? complete.Server() : String();
-  CharT remote[kMaxPath] = {};
-  unsigned long length = kMaxPath;
-  const unsigned long result = WNetGetConnectionWrp(complete.m_path.substr(0, 2), remote, &length);
-  switch (result) {
-    case NO_ERROR:
-    case ERROR_CONNECTION_UNAVAIL:  // a remembered connection still names its server
-      break;
-    case ERROR_NOT_CONNECTED:
-    case ERROR_BAD_DEVICE:
-    case ERROR_NO_NETWORK:
-      return String();  // not a network drive
-    default:
-      detail::Raise<CannotRetrieveServerException>(ORVFILE_THROW_SITE, MSG_RETRIEVE_SERVER, result, m_path);
-  }
-  const NewPathT share(String(remote), PathType::Directory, false);
-  return share.IsUNC() ? share.Server() : String();
-}
-
-template <class CharT>
-typename NewPathT<CharT>::String NewPathT<CharT>::ComputerName() {
-  CharT buffer[MAX_COMPUTERNAME_LENGTH + 1] = {};
-  unsigned long size = MAX_COMPUTERNAME_LENGTH + 1;
-  if (!GetComputerNameWrp(buffer, &size)) return String();
-  return String(buffer, size);
-}
-
-template <class CharT>
-bool NewPathT<CharT>::IsLocal() const {
-  const NewPathT complete = MadeAbsolute();
-  if (complete.IsUNC()) {
-    const String server = ORV::ToLower(complete.Server());
-    return server == ORV::ToLower(ComputerName()) || server == Ascii<CharT>("localhost") ||
-           server == Ascii<CharT>("127.0.0.1") || server == NP_CURRENT;
-  }
-  return GetDriveTypeWrp(complete.Root()) != DRIVE_REMOTE;
-}
-
-template <class CharT>
-NewPathT<CharT> NewPathT<CharT>::MakeUNC() const {
-  NewPathT path = MadeAbsolute();
-  // A SUBST drive names a directory of another drive: "\??\C:\dir".
-  for (int depth = 0; depth < 8 && path.HasDrive(); ++depth) {
-    CharT target[kMaxPath] = {};
-    if (QueryDosDeviceWrp(path.m_path.substr(0, 2), target, kMaxPath) == 0) break;
-    const String device(target);
-    const String prefix = Ascii<CharT>("\\??\\");
-    if (device.size() < prefix.size() + 3 || device.compare(0, prefix.size(), prefix) != 0 ||
-        device[prefix.size() + 1] != CharT(':'))
-      break;
-    const NewPathT resolved(device.substr(prefix.size()) + path.m_path.substr(2), path.Type(), false);
-    if (resolved == path) break;
-    path = resolved;
-  }
-  if (!path.HasDrive() || GetDriveTypeWrp(path.Root()) != DRIVE_REMOTE) return path;
-  String universal;
-  const unsigned long result = WNetGetUniversalNameWrp(path.m_path, universal);
-  if (result != NO_ERROR)
-    detail::Raise<CannotRetrieveServerException>(ORVFILE_THROW_SITE, MSG_RETRIEVE_SERVER, result, m_path);
-  return NewPathT(universal, path.Type(), false);
-}
-
-template <class CharT>
-typename NewPathT<CharT>::String NewPathT<CharT>::GetURI() const {
-  String text = MadeAbsolute().FullPath();
-  std::replace(text.begin(), text.end(), CharT('\\'), CharT('/'));
-  // "//srv/share" keeps its two slashes as the authority; "C:/x" gets an empty one.
-  const bool unc = text.size() >= 2 && text[0] == CharT('/') && text[1] == CharT('/');
-  return Ascii<CharT>(unc ? "file:" : "file:///") + text;
-}
-
-template <class CharT>
-void NewPathT<CharT>::GetServerShares(std::vector<NewPathT>& shares) const {
-  const String server = IsUNC() ? Server() : String();
-  if (server.empty())
-    detail::Raise<CannotRetrieveServerException>(ORVFILE_THROW_SITE, MSG_RETRIEVE_SERVER, ERROR_BAD_NETPATH, m_path);
-  std::vector<String> names;
-  const unsigned long result = NetShareEnumWrp(server, names);
-  if (result != NERR_Success)
-    detail::Raise<CannotRetrieveServerException>(ORVFILE_THROW_SITE, MSG_RETRIEVE_SERVER, result, m_path);
-  for (const String& name : names)
-    shares.emplace_back(NP_UNC_ROOT + server + NP_PATH_SEPARATOR + name, PathType::Directory, false);
-}
-
-// ---- Streaming.
-
-template <class CharT>
-ORV::BinaryStream& operator<<(ORV::BinaryStream& stream, const NewPathT<CharT>& path) {
-  stream << path.m_size << path.m_time;
-  BinaryStream_Put(stream, path.m_path,
-                   sizeof(CharT) == 1 ? ORV::BinaryStream::NarrowString : ORV::BinaryStream::WideString);
-  return stream << path.m_state;
-}
-
-template <class CharT>
-ORV::BinaryStream& operator>>(ORV::BinaryStream& stream, NewPathT<CharT>& path) {
-  std::uint64_t size = 0;
-  ORV::DateTime time;
-  std::basic_string<CharT> text;
-  std::uint32_t state = 0;
-  stream >> size >> time;
-  BinaryStream_Get(stream, text, sizeof(CharT) == 1 ? ORV::BinaryStream::NarrowString : ORV::BinaryStream::WideString);
-  stream >> state;
-  path.m_size = size;
-  path.m_time = time;
-  path.m_path.swap(text);
-  path.m_state = state;
-  return stream;
 }
 
 }  // namespace ORVFile

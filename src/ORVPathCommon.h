@@ -72,15 +72,6 @@ inline bool IsNothingToList(unsigned long error) noexcept {
   return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND || error == ERROR_NO_MORE_FILES;
 }
 
-// The bits SetFileAttributes takes; none at all is spelt FILE_ATTRIBUTE_NORMAL.
-inline unsigned long Settable(unsigned long word) noexcept {
-  constexpr unsigned long kSettable = FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM |
-                                      FILE_ATTRIBUTE_ARCHIVE | FILE_ATTRIBUTE_TEMPORARY | FILE_ATTRIBUTE_OFFLINE |
-                                      FILE_ATTRIBUTE_NOT_CONTENT_INDEXED;
-  const unsigned long settable = word & kSettable;
-  return settable != 0 ? settable : FILE_ATTRIBUTE_NORMAL;
-}
-
 // The 32-bit form of a 64-bit query: 0xFFFFFFFF when the count does not fit.
 template <class Query>
 unsigned long Clamped32(Query query) {
@@ -131,13 +122,6 @@ void CreateLevel(const Text<CharT>& level) {
   } else if ((attributes & FILE_ATTRIBUTE_DIRECTORY) == 0) {
     Raise<FileCannotCreateException>(ORV_PATH_SITE, MSG_CREATE, ERROR_ALREADY_EXISTS, level);
   }
-}
-
-// Junctions and links to directories are removed, never entered: one could
-// lead back to an ancestor, or out of the tree.
-inline bool IsRealDirectory(unsigned long attributes) noexcept {
-  return attributes != BasePath::BP_UNKNOWN_STAT && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0 &&
-         (attributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0;
 }
 
 }  // namespace ORVFile::detail
@@ -309,10 +293,11 @@ typename BasicPath<CharT, Self>::String BasicPath<CharT, Self>::GetServer() cons
     const std::size_t end = m_text.find(detail::Unit<CharT>(PathSeparator()), 2);
     return m_text.substr(2, end == String::npos ? String::npos : end - 2);
   }
-  String name;
-  if (!detail::GetComputerNameWrp(name))
+  CharT name[MAX_COMPUTERNAME_LENGTH + 1] = {};
+  unsigned long size = MAX_COMPUTERNAME_LENGTH + 1;
+  if (!detail::GetComputerNameWrp(name, &size))
     detail::RaiseLastError<CannotRetrieveServerException>(ORV_PATH_SITE, MSG_RETRIEVE_SERVER, m_text);
-  return name;
+  return String(name, size);
 }
 
 template <class CharT, class Self>
@@ -533,8 +518,9 @@ void BasicPath<CharT, Self>::GetAvailableDiskSpace(unsigned long& bytes) const {
 
 template <class CharT, class Self>
 void BasicPath<CharT, Self>::GetSize(ULARGE_INTEGER& size) const {
-  detail::FileFacts facts;
-  size.QuadPart = IsValid() && detail::GetFileAttributesExWrp(m_text, &facts) ? facts.size : 0;
+  WIN32_FILE_ATTRIBUTE_DATA data;
+  const bool known = IsValid() && detail::GetFileAttributesExWrp(m_text, &data);
+  size.QuadPart = known ? (static_cast<std::uint64_t>(data.nFileSizeHigh) << 32) | data.nFileSizeLow : 0;
 }
 
 template <class CharT, class Self>
@@ -544,12 +530,12 @@ void BasicPath<CharT, Self>::GetSize(unsigned long& size) const {
 
 template <class CharT, class Self>
 ORV::DateTime BasicPath<CharT, Self>::GetLastModificationDate() const {
-  detail::FileFacts facts;
-  if (!detail::GetFileAttributesExWrp(m_text, &facts))
+  WIN32_FILE_ATTRIBUTE_DATA data;
+  if (!detail::GetFileAttributesExWrp(m_text, &data))
     detail::RaiseLastError<FileNotFoundException>(ORV_PATH_SITE, MSG_GET_ATTRIBUTES, m_text);
   FILETIME local;
   SYSTEMTIME t;
-  if (!detail::FileTimeToLocalFileTimeWrp(facts.lastWrite, &local) || !detail::FileTimeToSystemTimeWrp(local, &t))
+  if (!detail::FileTimeToLocalFileTimeWrp(data.ftLastWriteTime, &local) || !detail::FileTimeToSystemTimeWrp(local, &t))
     detail::RaiseLastError<FileNotFoundException>(ORV_PATH_SITE, MSG_GET_ATTRIBUTES, m_text);
   return ORV::DateTime(t.wYear, t.wMonth - 1, t.wDay, t.wHour, t.wMinute, t.wSecond);
 }
