@@ -277,7 +277,11 @@ class NewPathT {
   /// File: an empty file, its missing parent directories made first; an
   /// existing file is left as it is. Directory: the directory and its missing
   /// parents; FileExistException when a file stands there. Detect: nothing.
-  /// FileCannotCreateException when the system refuses.
+  /// FileCannotCreateException when the system refuses. A file standing
+  /// where a parent directory should be fails with this path and error 183:
+  /// ~~~
+  ///   "C:\t\f.txt\sub\x"  ->  "C:\t\f.txt\sub\x", 183   (f.txt is a file)
+  /// ~~~
   void Create();
   /// A file, or a directory with everything in it. Read-only attributes are
   /// cleared first (FileCannotSetAttributes, message 12, when that fails).
@@ -308,10 +312,12 @@ class NewPathT {
   /// lower-cased names match the lower-cased pattern and that pass options;
   /// with recursive, depth first and pre-order: a listed directory stands
   /// before its content, and directories that do not pass are still
-  /// searched. "." and ".." never appear. Each entry is built from the
-  /// directory text and the entry's name, with its type (File or Directory)
-  /// and its cache filled from the search. An unreadable directory adds
-  /// nothing and throws nothing. For a server path (`"\\server"`) the entries
+  /// searched. A directory that is a reparse point (a junction, a symbolic
+  /// link) is listed like any entry but never entered, so that a link back to
+  /// an ancestor cannot make the walk endless. "." and ".." never appear.
+  /// Each entry is built from the directory text and the entry's name, with
+  /// its type (File or Directory) and its cache filled from the search. An
+  /// unreadable directory adds nothing and throws nothing. For a server path (`"\\server"`) the entries
   /// are its shares (see GetServerShares), loaded and filtered the same way;
   /// recursive also lists inside each share that passes.
   void GetFileList(std::vector<NewPathT>& result, const String& pattern, bool recursive,
