@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <initializer_list>
 #include <string>
 #include <type_traits>
 
@@ -132,6 +133,14 @@ class TempDirTest : public ::testing::Test {
   void Remove(const std::string& name) {
     ::SetFileAttributesA(P(name).c_str(), FILE_ATTRIBUTE_NORMAL);
     EXPECT_TRUE(::DeleteFileA(P(name).c_str())) << name << " error " << ::GetLastError();
+  }
+
+  /// Names ending in "\\" are directories, made in the order given; the others files holding "x".
+  void Make(std::initializer_list<std::string> names) {
+    for (const std::string& name : names) {
+      if (name.back() != '\\') Put(name, "x");
+      EXPECT_TRUE(name.back() != '\\' || ::CreateDirectoryA(P(name).c_str(), nullptr)) << name;
+    }
   }
 
   void Put(const std::string& name, const std::string& bytes) {
