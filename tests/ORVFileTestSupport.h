@@ -10,6 +10,7 @@
 
 #include <initializer_list>
 #include <string>
+#include <tuple>
 #include <type_traits>
 
 #include "ORVBaseException.h"
@@ -141,6 +142,14 @@ class TempDirTest : public ::testing::Test {
       if (name.back() != '\\') Put(name, "x");
       EXPECT_TRUE(name.back() != '\\' || ::CreateDirectoryA(P(name).c_str(), nullptr)) << name;
     }
+  }
+
+  /// What f raises: the class, the message, the Win32 error, and whether the text names P(name).
+  template <class F>
+  std::tuple<std::string, unsigned, unsigned, bool> Raises(F&& f, const std::string& name) const {
+    const Raised r = Catch(f);
+    const std::string path = P(name);
+    return {r.type, r.number, r.lastError, r.what.find(std::wstring(path.begin(), path.end())) != std::wstring::npos};
   }
 
   void Put(const std::string& name, const std::string& bytes) {

@@ -46,16 +46,13 @@ std::uint32_t Cache(const Path& p) {
   return (b[b.size() - 2] | b[b.size() - 1] << 8) << 16 & (kExists | kLoaded);
 }
 
-// The last access and last write times, as Unix times.
-void SetTimes(const std::string& path, long long accessed, long long written) {
+// The last access and last write times both, as a Unix time.
+void SetTimes(const std::string& path, long long unix) {
   const ORV::Handle h(::CreateFileA(path.c_str(), FILE_WRITE_ATTRIBUTES, 0, nullptr, OPEN_EXISTING, 0, nullptr));
-  const unsigned long long a = ORV::UnixTimeToFileTime(accessed), w = ORV::UnixTimeToFileTime(written);
-  const FILETIME t[] = {{static_cast<DWORD>(a), static_cast<DWORD>(a >> 32)},
-                        {static_cast<DWORD>(w), static_cast<DWORD>(w >> 32)}};
-  ASSERT_TRUE(::SetFileTime(h.Get(), nullptr, &t[0], &t[1]));
+  const unsigned long long t = ORV::UnixTimeToFileTime(unix);
+  const FILETIME time{static_cast<DWORD>(t), static_cast<DWORD>(t >> 32)};
+  ASSERT_TRUE(::SetFileTime(h.Get(), nullptr, &time, &time));
 }
-
-DWORD Attributes(const std::string& path) { return ::GetFileAttributesA(path.c_str()); }
 
 template <class CharT>
 class NewPathFileSystemTest : public orvtest::TempDirTest {
@@ -69,13 +66,6 @@ class NewPathFileSystemTest : public orvtest::TempDirTest {
   }
   // The end of each test: what it made goes, through the class's own removal.
   void Clean() { At("", PathType::Directory).DeleteContent(); }
-  // The class, message and Win32 error f raises, and whether its text names name.
-  template <class F>
-  std::tuple<std::string, unsigned, unsigned, bool> Raised(F&& f, const std::string& name) const {
-    const orvtest::Raised r = orvtest::Catch(f);
-    const std::string text = P(name) + ".";
-    return {r.type, r.number, r.lastError, r.what.find(std::wstring(text.begin(), text.end())) != std::wstring::npos};
-  }
 };
 
 using Widths = ::testing::Types<char, wchar>;
@@ -84,17 +74,14 @@ TYPED_TEST_SUITE(NewPathFileSystemTest, Widths);
 TYPED_TEST(NewPathFileSystemTest, CacheLoadsOnceAndKeepsItsAnswers) {
   using Path = typename TestFixture::Path;
   Path p = this->At("f");
-  EXPECT_EQ(Cache(p), 0u) << "nothing read yet";
-  EXPECT_FALSE(p.Exists());
+  EXPECT_TRUE(Cache(p) == 0 && !p.Exists() && Cache(p) == kLoaded) << "nothing read until asked";
   this->Put("f", "12345");
   EXPECT_TRUE(!p.Exists() && Path::PathExists(p.RawPath())) << "a loaded answer is kept";
   EXPECT_TRUE(p.LoadProperties());
-  EXPECT_EQ(p.FileAttribute(~0u), Attributes(this->P("f")) & 0xFFFFu);
   this->Put("f", "1234567");
   EXPECT_EQ(p.Size(), 5u) << "a loaded size is kept";
   this->Remove("f");
   EXPECT_TRUE(p.LoadProperties() && p.Exists() && p.Size() == 5u) << "a failed load changes nothing";
-
   // Only the low 32 bits of a size are kept. Sparse, so that 4 GiB cost no disk.
   if (const ORV::Handle big(::CreateFileA(this->P("big").c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr));
       big) {
@@ -105,6 +92,13 @@ TYPED_TEST(NewPathFileSystemTest, CacheLoadsOnceAndKeepsItsAnswers) {
   EXPECT_EQ(this->At("big").Size(), 1u);
   EXPECT_GT(this->At("", PathType::Directory).GetAvailableDiskSpace(), 0u);
   EXPECT_EQ(Path(this->T("B:\\x"), PathType::File, true).GetAvailableDiskSpace(), 0u) << "no drive B: here";
+
+  // The type comes from the disk, or must agree with it.
+  this->Make({"d\\"});
+  p.Set(this->T(this->P("d")), PathType::Detect, true);
+  EXPECT_TRUE(p.IsDirectory() && Cache(p) == (kLoaded | kExists));
+  EXPECT_THROW(this->At("big", PathType::Directory).Size(), InvalidPathException);
+  EXPECT_THROW(this->At("d").LoadProperties(), InvalidPathException);
   this->Clean();
 }
 
@@ -113,14 +107,13 @@ TYPED_TEST(NewPathFileSystemTest, AttributeQueriesAndMissingPaths) {
   this->Make({"a"});
   Path p = this->At("a");
   EXPECT_TRUE(p.FileAttribute(true, FILE_ATTRIBUTE_READONLY));
-  EXPECT_NE(Attributes(this->P("a")) & FILE_ATTRIBUTE_READONLY, 0u) << "written to the disk";
+  EXPECT_NE(::GetFileAttributesA(this->P("a").c_str()) & FILE_ATTRIBUTE_READONLY, 0u) << "written to the disk";
   // IsHidden and IsNotIndexed answer with the read-only bit; IsReadable and IsWritable with false.
   EXPECT_EQ((std::array{p.IsReadOnly(), p.IsHidden(), p.IsNotIndexed(), p.IsReadable(), p.IsWritable()}),
             (std::array{true, true, true, false, false}));
   EXPECT_TRUE(p.FileAttribute(false, FILE_ATTRIBUTE_READONLY));
   p.FileAttribute(true, FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_NOT_CONTENT_INDEXED);
-  EXPECT_EQ(p.FileAttribute(0x2003u), 0x2002u);
-  EXPECT_FALSE(p.IsHidden() || p.IsNotIndexed());
+  EXPECT_TRUE(p.FileAttribute(0x2003u) == 0x2002u && !p.IsHidden() && !p.IsNotIndexed());
 
   // Each query on a missing path: message 15 naming it with error 3, or the default, empty message.
   const std::pair<void (*)(const Path&), bool> rows[] = {
@@ -131,22 +124,9 @@ TYPED_TEST(NewPathFileSystemTest, AttributeQueriesAndMissingPaths) {
       {[](const Path& q) { AdvSearchOptions().Match(q); }, true},
       {[](const Path& q) { q.IsHidden(); }, false},
       {[](const Path& q) { Path(q).FileAttribute(true, 1u); }, false}};
-  for (std::size_t i = 0; i < std::size(rows); ++i)
-    EXPECT_EQ(this->Raised([&] { rows[i].first(this->At("none\\x")); }, "none\\x"),
-              std::tuple("FileNotFoundException", rows[i].second ? 15u : ~0u, rows[i].second ? 3u : 0u, rows[i].second))
-        << "row " << i;
-  this->Clean();
-}
-
-TYPED_TEST(NewPathFileSystemTest, TypeComesFromTheDiskOrMustAgreeWithIt) {
-  using Path = typename TestFixture::Path;
-  this->Make({"f", "d\\"});
-  Path detected;
-  detected.Set(this->T(this->P("d")), PathType::Detect, true);
-  EXPECT_TRUE(detected.IsDirectory() && Cache(detected) == (kLoaded | kExists));
-  EXPECT_EQ(Path::GetType(this->T(this->P("f"))), PathType::File);
-  EXPECT_THROW(this->At("f", PathType::Directory).Size(), InvalidPathException);
-  EXPECT_THROW(this->At("d").LoadProperties(), InvalidPathException);
+  for (const auto& [query, numbered] : rows)
+    EXPECT_EQ(this->Raises([&] { query(this->At("none\\x")); }, "none\\x"),
+              std::tuple("FileNotFoundException", numbered ? 15u : ~0u, numbered ? 3u : 0u, numbered));
   this->Clean();
 }
 
@@ -166,57 +146,46 @@ TYPED_TEST(NewPathFileSystemTest, CreateMakesMissingParentsAndNamesWhatFails) {
       {"a\\b\\c\\x\\y", PathType::File, "FileCannotCreateException", ERROR_ALREADY_EXISTS},
       {"a\\b\\c\\x\\y", PathType::Directory, "FileCannotCreateException", ERROR_ALREADY_EXISTS}};
   for (const auto& [name, type, exception, error] : rows)
-    EXPECT_EQ(this->Raised([&] { this->At(name, type).Create(); }, name), std::tuple(exception, 4u, error, true))
-        << name;
-  EXPECT_EQ(this->Got("a\\b\\c") + std::to_string(Attributes(this->P("d\\e"))), "kept16");
+    EXPECT_EQ(this->Raises([&] { this->At(name, type).Create(); }, name + "."), std::tuple(exception, 4u, error, true));
+  EXPECT_EQ(this->Got("a\\b\\c") + std::to_string(::GetFileAttributesA(this->P("d\\e").c_str())), "kept16");
   this->Clean();
 }
 
-TYPED_TEST(NewPathFileSystemTest, DeleteRemovesFilesAndTreesEvenReadOnly) {
-  this->Make({"ro", "t\\", "t\\sub\\", "t\\sub\\f", "d\\", "d\\y\\", "d\\y\\z", "held"});
+TYPED_TEST(NewPathFileSystemTest, DeleteAndCopyAndMove) {
+  this->Make({"ro", "t\\", "t\\sub\\", "t\\sub\\f", "held"});
   for (const char* ro : {"ro", "t\\sub\\f", "t\\sub"})
     ::SetFileAttributesA(this->P(ro).c_str(), FILE_ATTRIBUTE_READONLY);
   for (auto p : {this->At("ro"), this->At("t", PathType::Directory)}) {
     ASSERT_TRUE(p.Exists());
     p.Delete();
-    EXPECT_FALSE(p.Exists() || p.PathExists(p.RawPath())) << "gone, and the cache forgotten";
+    EXPECT_FALSE(p.Exists() || p.PathExists(p.RawPath())) << "gone, even read-only, and the cache forgotten";
   }
-  this->At("d", PathType::Directory).DeleteContent();
-  EXPECT_TRUE(::RemoveDirectoryA(this->P("d").c_str())) << "kept, and empty";
   {
     const ORV::Handle held(
         ::CreateFileA(this->P("held").c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr));
-    EXPECT_EQ(this->Raised([&] { this->At("held").Delete(); }, "held"),
+    EXPECT_EQ(this->Raises([&] { this->At("held").Delete(); }, "held."),
               std::tuple("FileCannotDeleteException", 5u, 32u, true));
   }
-  this->At("held").Delete();
-}
-
-TYPED_TEST(NewPathFileSystemTest, CopyMoveAndRenameMakeMissingParents) {
-  this->Put("src", "one");
-  const auto src = this->At("src"), dst = this->At("x\\y\\dst");
+  const auto src = this->At("held"), dst = this->At("x\\y\\dst");
   src.Copy(dst);
-  this->Put("src", "two");
-  EXPECT_EQ(std::get<2>(this->Raised([&] { src.Copy(dst); }, "")), 80u) << "no overwrite";
+  EXPECT_EQ(std::get<2>(this->Raises([&] { src.Copy(dst); }, "")), 80u) << "no overwrite";
   src.Copy(dst, true);
-  EXPECT_EQ(this->Got("x\\y\\dst"), "two");
-
-  this->Make({"tree\\", "tree\\a", "tree\\sub\\", "tree\\sub\\b", "tree\\empty\\"});
+  this->Make({"tree\\", "tree\\sub\\", "tree\\sub\\b", "tree\\empty\\"});
   const auto tree = this->At("tree", PathType::Directory);
   tree.Copy(this->At("c\\of", PathType::Directory));
   tree.CopyContent(this->At("content", PathType::Directory));
   for (const std::string to : {"c\\of", "content"})
-    EXPECT_EQ(this->Got(to + "\\a") + this->Got(to + "\\sub\\b") + std::to_string(Attributes(this->P(to + "\\empty"))),
-              "xx16");
+    EXPECT_EQ(this->Got(to + "\\sub\\b") + std::to_string(::GetFileAttributesA(this->P(to + "\\empty").c_str())),
+              "x16");
   EXPECT_THROW(tree.Copy(this->At("TREE\\sub\\x", PathType::Directory), true), FileCannotCopyException)
       << "into itself";
 
-  auto moving = this->At("src");
+  auto moving = this->At("held");
   moving.Move(this->At("m\\n\\moved"));
   EXPECT_THROW(moving.Move(dst), FileCannotMoveException);
   moving.Name(this->T("renamed.txt"), true);
   moving.Extension(this->T(".log"), true);
-  EXPECT_EQ(this->Got("m\\n\\renamed.log"), "two");
+  EXPECT_EQ(this->Got("m\\n\\renamed.log"), "x");
   moving.Name(this->T("other"));
   EXPECT_FALSE(moving.Exists()) << "without rename only the text changes";
   this->Clean();
@@ -232,25 +201,23 @@ TYPED_TEST(NewPathFileSystemTest, UpContainsAndFileTimes) {
   }
   const auto file = this->At("a\\b\\f.txt");
   EXPECT_TRUE(this->At("a\\b", PathType::Directory).Contains(this->T("?.t*")) && !file.Contains(this->T("*.md")));
-  SetTimes(this->P("a\\b\\f.txt"), 1000000000, 1100000000);
-  EXPECT_EQ(file.FileTime(FileDate::LastAccess).UnixTime(), 1000000000);
-  EXPECT_EQ(file.LastModificationTime().UnixTime(), 1100000000);
-  SetTimes(this->P("a\\b\\f.txt"), 1000000000, 1100000060);
-  EXPECT_EQ(file.FileTime(FileDate::LastWrite).UnixTime(), 1100000060) << "read at each call";
-  EXPECT_EQ(file.LastModificationTime().UnixTime(), 1100000000) << "cached";
+  SetTimes(this->P("a\\b\\f.txt"), 1000000000);
+  EXPECT_EQ(file.LastModificationTime().UnixTime(), 1000000000);
+  SetTimes(this->P("a\\b\\f.txt"), 1000000060);
+  EXPECT_EQ(file.FileTime(FileDate::LastAccess).UnixTime(), 1000000060) << "read at each call";
+  EXPECT_EQ(file.LastModificationTime().UnixTime(), 1000000000) << "cached";
   this->Clean();
 }
 
 // The listing against a model of the tree: each filter keeps what its rule says, a listed
 // directory stands before its content, and each entry's cache comes from the search.
 TYPED_TEST(NewPathFileSystemTest, GetFileListMatchesTheModel) {
-  using Path = typename TestFixture::Path;
-  const std::vector<std::pair<std::string, int>> tree = {{"a.txt", 3},           {"b.dat", 10},     {"sub\\", 0},
-                                                         {"zdir\\", 0},          {"sub\\c.TXT", 1}, {"sub\\deep\\", 0},
-                                                         {"sub\\deep\\d.txt", 7}};
+  using Entries = std::vector<std::pair<std::string, int>>;  // name ("\" ends a directory), size
+  const Entries tree = {{"a.txt", 3},      {"b.dat", 10},      {"sub\\", 0},           {"zdir\\", 0},
+                        {"sub\\c.TXT", 1}, {"sub\\deep\\", 0}, {"sub\\deep\\d.txt", 7}};
   for (const auto& [name, size] : tree)
     name.back() == '\\' ? this->Make({name}) : this->Put(name, std::string(size, 'x'));
-  SetTimes(this->P("b.dat"), 1000000000, 1000000000);
+  SetTimes(this->P("b.dat"), 1000000000);
   AdvSearchOptions all, dirs, files, sized, dated;
   dirs.SetAttrib(16, 16);
   files.SetAttrib(16, 0);
@@ -266,21 +233,17 @@ TYPED_TEST(NewPathFileSystemTest, GetFileListMatchesTheModel) {
       {"*", true, sized, [](const std::string&, int size) { return size >= 3 && size <= 7; }},
       {"*", true, dated, [](const std::string& n, int) { return n == "b.dat"; }}};
   for (const auto& [pattern, recursive, options, keeps] : rows) {
-    std::vector<Path> result(1);
+    std::vector<typename TestFixture::Path> result(1);
     this->At("", PathType::Directory).GetFileList(result, this->T(pattern), recursive, options);
     EXPECT_TRUE(result.front().RawPath().empty()) << "appended, not cleared";
-    std::vector<std::pair<std::string, int>> got, expected;
+    Entries got, expected;
     for (auto p = result.begin() + 1; p != result.end(); ++p) {
-      got.emplace_back(std::string(p->RawPath().begin() + this->m_dir.size() + 1, p->RawPath().end()) +
-                           (p->IsDirectory() ? "\\" : ""),
-                       static_cast<int>(p->Size()));
-      EXPECT_EQ(Cache(*p), kExists | kLoaded) << got.back().first;
-    }
-    for (std::size_t i = 0; i < got.size(); ++i) {
-      const std::string parent = got[i].first.substr(0, got[i].first.rfind('\\', got[i].first.size() - 2) + 1);
-      const auto at = std::find_if(got.begin(), got.end(), [&](auto& g) { return g.first == parent; }) - got.begin();
-      EXPECT_TRUE(at < static_cast<long>(i) || at == static_cast<long>(got.size()))
-          << got[i].first << ": after its directory";
+      const std::string name(p->RawPath().begin() + this->m_dir.size() + 1, p->RawPath().end());
+      got.emplace_back(name + (p->IsDirectory() ? "\\" : ""), static_cast<int>(p->Size()));
+      const auto directory = p->RawPath().substr(0, p->RawPath().rfind(TypeParam('\\')));
+      const auto parent = std::find_if(result.begin(), result.end(), [&](auto& q) { return q.RawPath() == directory; });
+      EXPECT_TRUE(parent < p || parent == result.end()) << name << ": after its directory";
+      EXPECT_EQ(Cache(*p), kExists | kLoaded) << name;
     }
     std::copy_if(tree.begin(), tree.end(), std::back_inserter(expected),
                  [&](auto& e) { return keeps(e.first, e.second); });
@@ -288,11 +251,10 @@ TYPED_TEST(NewPathFileSystemTest, GetFileListMatchesTheModel) {
     std::sort(expected.begin(), expected.end());
     EXPECT_EQ(got, expected) << pattern << (recursive ? " recursive" : "");
   }
-  for (const char* nowhere : {"none", "a.txt"}) {
-    std::vector<Path> result;
-    this->At(nowhere, PathType::Directory).GetFileList(result, this->T("*"), true, all);
-    EXPECT_TRUE(result.empty()) << nowhere;
-  }
+  std::vector<typename TestFixture::Path> none;
+  for (const char* nowhere : {"none", "a.txt"})
+    this->At(nowhere, PathType::Directory).GetFileList(none, this->T("*"), true, all);
+  EXPECT_TRUE(none.empty()) << "nothing to list, nothing thrown";
   this->Clean();
 }
 
@@ -311,20 +273,20 @@ bool MakeJunction(const std::string& link, const std::string& target) {
                               0};
   record.insert(record.end(), name.begin(), name.end());
   record.insert(record.end(), {0, 0});
+  const auto open = [&] {
+    return ::CreateFileA(link.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
+                         FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
+  };
   DWORD returned = 0;
   return ::CreateDirectoryA(link.c_str(), nullptr) &&
-         ::DeviceIoControl(
-             ORV::Handle(::CreateFileA(link.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
-                                       FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, nullptr))
-                 .Get(),
-             FSCTL_SET_REPARSE_POINT, record.data(), bytes + 20u, nullptr, 0, &returned, nullptr);
+         ::DeviceIoControl(ORV::Handle(open()).Get(), FSCTL_SET_REPARSE_POINT, record.data(), bytes + 20u, nullptr, 0,
+                           &returned, nullptr);
 }
 
 // A junction is listed but not entered: one back to an ancestor would never end.
 TYPED_TEST(NewPathFileSystemTest, GetFileListDoesNotEnterJunctions) {
   std::vector<typename TestFixture::Path> result;
-  this->Make({"in\\"});
-  if (!MakeJunction(this->P("in\\up"), this->m_dir)) {
+  if (!MakeJunction(this->P("up"), this->m_dir)) {
     const DWORD error = ::GetLastError();
     this->Clean();
     // Wine 8 refuses FSCTL_SET_REPARSE_POINT (50, not supported), and its CreateSymbolicLink
@@ -332,35 +294,26 @@ TYPED_TEST(NewPathFileSystemTest, GetFileListDoesNotEnterJunctions) {
     GTEST_SKIP() << "no junction can be made here, error " << error;
   }
   this->At("", PathType::Directory).GetFileList(result, this->T("*"), true, AdvSearchOptions());
-  EXPECT_EQ(result.size(), 2u);
+  EXPECT_EQ(result.size(), 1u);
   this->Clean();
 }
 
 TYPED_TEST(NewPathFileSystemTest, AdvSearchOptionsMatchOneRuleARow) {
-  AdvSearchOptions defaults, mask, upTo4G, just10, from11, dirs;
+  AdvSearchOptions defaults, mask, just10, from11, dirs;
   mask.SetAttrib(16, 0);
   EXPECT_TRUE(AdvSearchOptions(defaults) == defaults && !(mask == defaults)) << "only the mask differs";
-  upTo4G.SetSizeLimits(0, 1ull << 32);
   just10.SetSizeLimits(10, 10);
   from11.SetSizeLimits(11, 20);
   dirs.SetAttrib(16, 16);
   constexpr std::int32_t t = 1000000000, end = 2147397247;
   // Size, creation, access and write times, the options, and whether the entry passes.
   const std::tuple<std::uint64_t, std::int32_t, std::int32_t, std::int32_t, const AdvSearchOptions&, bool> rows[] = {
-      {10, 0, 0, 0, defaults, true},
-      {10, end, end, end, defaults, true},
-      {10, t, t, end + 1, defaults, false},
-      {10, end + 1, t, t, defaults, false},
-      {10, t, end + 1, t, defaults, false},
-      {(1ull << 32) + 10, t, t, t, upTo4G, false},
-      {10, t, t, t, just10, true},
-      {10, t, t, t, from11, false},
-      {10, t, t, t, dirs, false}};
-  for (std::size_t i = 0; i < std::size(rows); ++i) {
-    const auto& [size, created, accessed, written, options, passes] = rows[i];
-    const Win32FindData<TypeParam> r{FILE_ATTRIBUTE_ARCHIVE, created, accessed, written, size, this->T("x")};
-    EXPECT_EQ(options.Match(r), passes) << "row " << i;
-  }
+      {10, 0, 0, 0, defaults, true},        {10, end, end, end, defaults, true},
+      {10, t, t, end + 1, defaults, false}, {10, end + 1, t, t, defaults, false},
+      {10, t, end + 1, t, defaults, false}, {10, t, t, t, just10, true},
+      {10, t, t, t, from11, false},         {10, t, t, t, dirs, false}};
+  for (const auto& [size, created, accessed, written, options, passes] : rows)
+    EXPECT_EQ(options.Match(Win32FindData<TypeParam>{32, created, accessed, written, size, this->T("x")}), passes);
   this->Put("m", "abc");
   EXPECT_TRUE(defaults.Match(this->At("m")) && !from11.Match(this->At("m")));
   this->Clean();
@@ -370,46 +323,35 @@ TYPED_TEST(NewPathFileSystemTest, StreamFormRoundTripsAndShortDataChangesNothing
   using Path = typename TestFixture::Path;
   this->Put("s", "12345");
   const Path loaded = this->At("s");
-  ASSERT_EQ(loaded.Size(), 5u);
-  for (const Path& p : {loaded, Path(this->T("\\\\srv"), PathType::File, true), Path()}) {
-    const Bytes bytes = Streamed(p);
-    // Size (8, little-endian), time (8), the text's count (4) and units, the state word (4).
-    EXPECT_EQ(bytes.size() - p.RawPath().size() * sizeof(TypeParam) + bytes[0], p.Exists() ? 29u : 24u);
-    ORV::BinaryStreamMemory buf(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
-    ORV::BinaryStream stream(buf);
-    Path back(this->T("C:\\other"), PathType::Directory, true);
-    stream >> back;
-    EXPECT_EQ(Streamed(back), bytes) << "all four items taken back";
-  }
+  ASSERT_TRUE(loaded.LoadProperties());
   const Bytes full = Streamed(loaded);
-  for (std::uint32_t cut = 0; cut < full.size(); ++cut) {
+  // Size (8, little-endian), time (8), the text's count (4) and units, the state word (4).
+  EXPECT_EQ(full.size() + full[0], 24 + loaded.RawPath().size() * sizeof(TypeParam) + 5);
+  for (std::uint32_t cut = 0; cut <= full.size(); ++cut) {
     ORV::BinaryStreamMemory buf(full.data(), cut);
     ORV::BinaryStream stream(buf);
     Path target(this->T("C:\\keep"), PathType::Directory, true);
     const Bytes before = Streamed(target);
-    EXPECT_THROW(stream >> target, ORV::Exception) << "cut at " << cut;
-    EXPECT_EQ(Streamed(target), before) << "cut at " << cut;
+    if (cut < full.size()) {
+      EXPECT_THROW(stream >> target, ORV::Exception) << "cut at " << cut;
+    } else {
+      stream >> target;
+    }
+    EXPECT_EQ(Streamed(target), cut < full.size() ? before : full) << "cut at " << cut;
   }
   this->Clean();
 }
 
 TYPED_TEST(NewPathFileSystemTest, NetworkTexts) {
   using Path = typename TestFixture::Path;
-  const auto path = [](const std::string& text, PathType type = PathType::File) {
-    return Path(TestFixture::T(text), type, true);
-  };
   for (const auto& [text, server] : {std::pair{"\\\\srv\\share\\x", "srv"}, {"\\\\srv", "srv"}, {"C:\\x", ""}})
-    EXPECT_EQ(path(text).Server(), this->T(server)) << text;
-  EXPECT_FALSE(path("\\\\elsewhere\\share").IsLocal());
+    EXPECT_EQ(Path(this->T(text), PathType::File, true).Server(), this->T(server)) << text;
   // Text, type, URI; the URI reads back as the path, and nothing here is reached through a share.
-  const std::tuple<std::string, PathType, std::string> rows[] = {
-      {"C:\\a b\\x", PathType::File, "file:///C:/a b/x"},
-      {"C:\\a", PathType::Directory, "file:///C:/a/"},
-      {"\\\\srv\\share", PathType::File, "file://srv/share"}};
-  for (const auto& [text, type, uri] : rows) {
-    EXPECT_EQ(path(text, type).GetURI(), this->T(uri)) << text;
-    EXPECT_EQ(path(uri, type).RawPath(), this->T(text)) << text;
-    EXPECT_EQ(path(text, type).MakeUNC().RawPath(), this->T(text)) << text;
+  for (const auto& [text, type, uri] : {std::tuple{"C:\\a b\\x", PathType::File, "file:///C:/a b/x"},
+                                        {"C:\\a", PathType::Directory, "file:///C:/a/"},
+                                        {"\\\\srv\\share", PathType::File, "file://srv/share"}}) {
+    const Path p(this->T(text), type, true);
+    EXPECT_TRUE(p.GetURI() == this->T(uri) && Path(this->T(uri), type, true) == p && p.MakeUNC() == p) << text;
   }
 }
 
