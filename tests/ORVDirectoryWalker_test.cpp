@@ -26,13 +26,16 @@ using Answer = std::function<bool(const Path&)>;
 
 const Names kAll = {"a.txt", "b.dat", "sub\\c.txt", "sub\\deep\\d.txt", "sub\\e.txt", "sub2\\f.txt", "z.txt"};
 
-class Handler : public ORVFile::DirectoryWalkerHandler {
- public:
-  explicit Handler(Answer answer) : m_answer(std::move(answer)) {}
-  bool HandleFile(const Path& file) override { return m_answer(file); }
-
- private:
-  Answer m_answer;
+// Notes each file below root in seen, and answers with answer (true when there is none).
+struct Recorder : ORVFile::DirectoryWalkerHandler {
+  Recorder(const std::string& root, Names& seen, Answer answer) : root(root), seen(seen), answer(std::move(answer)) {}
+  bool HandleFile(const Path& file) override {
+    seen.push_back(file.FullPath().substr(root.size() + 1));
+    return !answer || answer(file);
+  }
+  const std::string& root;
+  Names& seen;
+  Answer answer;
 };
 
 class DirectoryWalkerTest : public orvtest::TempDirTest {
@@ -48,14 +51,10 @@ class DirectoryWalkerTest : public orvtest::TempDirTest {
     for (const Path& entry : entries) entry.RecursiveDelete(true);
     TempDirTest::TearDown();
   }
-  // Notes each file below the directory in seen, and answers with answer.
-  ORV::SmartPtr<ORVFile::DirectoryWalkerHandler> Recorder(Names& seen, Answer answer = nullptr) const {
-    return ORV::SmartPtr<ORVFile::DirectoryWalkerHandler>(new Handler([this, &seen, answer](const Path& file) {
-      seen.push_back(file.FullPath().substr(m_dir.size() + 1));
-      return !answer || answer(file);
-    }));
+  ORV::SmartPtr<ORVFile::DirectoryWalkerHandler> Record(Names& seen, Answer answer = nullptr) const {
+    return ORV::SmartPtr<ORVFile::DirectoryWalkerHandler>(new Recorder(m_dir, seen, std::move(answer)));
   }
-  // What a walker given Recorder(m_seen) hands its handlers in one walk.
+  // What a walker given Record(m_seen) hands its handlers in one walk.
   Names Walk(DirectoryWalker& walker, const std::string& startFrom = "", const std::string& pattern = "*.*",
              bool recursive = true) {
     m_seen.clear();
@@ -69,31 +68,30 @@ TEST_F(DirectoryWalkerTest, WalksTheModelFromAnyStart) {
   for (const auto& [pattern, recursive, expected] :
        {std::tuple{"*.*", false, Names{"a.txt", "b.dat", "z.txt"}}, {"*.TXT", true, Names{"a.txt", "z.txt"}}}) {
     DirectoryWalker walker;
-    walker.AddHandler(Recorder(m_seen));
+    walker.AddHandler(Record(m_seen));
     EXPECT_EQ(Walk(walker, "", pattern, recursive), expected) << pattern << " (\"sub\" does not match: not entered)";
   }
   // From each file, named in upper case: that file and what follows it; then the start is spent.
   for (std::size_t start = 0; start < kAll.size(); ++start) {
     DirectoryWalker walker;
-    walker.AddHandler(Recorder(m_seen));
+    walker.AddHandler(Record(m_seen));
     std::string upper = P(kAll[start]);
     for (char& c : upper) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
     EXPECT_EQ(Walk(walker, upper), Names(kAll.begin() + start, kAll.end())) << kAll[start];
     EXPECT_EQ(Walk(walker, P("z.txt")), kAll) << kAll[start];
   }
-  for (const char* never : {"sub\\nothing.txt", "sub"}) {
-    DirectoryWalker walker;
-    walker.AddHandler(Recorder(m_seen));
-    EXPECT_EQ(Walk(walker, P(never)), Names()) << never << ": never reached, a directory is never a start";
-  }
+  DirectoryWalker never;
+  never.AddHandler(Record(m_seen));
+  EXPECT_TRUE(Walk(never, P("sub\\nothing.txt")).empty() && Walk(never, P("sub")).empty())
+      << "a directory is never a start";
 }
 
 TEST_F(DirectoryWalkerTest, TheLastHandlerDecidesAndAStopStays) {
   for (const bool firstGoesOn : {false, true}) {
     DirectoryWalker walker;
     Names first;
-    walker.AddHandler(Recorder(first, [&](const Path&) { return firstGoesOn; }));
-    walker.AddHandler(Recorder(m_seen, [&](const Path&) { return !firstGoesOn; }));
+    walker.AddHandler(Record(first, [&](const Path&) { return firstGoesOn; }));
+    walker.AddHandler(Record(m_seen, [&](const Path&) { return !firstGoesOn; }));
     EXPECT_EQ(Walk(walker), firstGoesOn ? Names{"a.txt"} : kAll);
     EXPECT_EQ(first, m_seen) << "every handler sees the file that stops the walk";
     EXPECT_EQ(walker.HasBeenStopped(), firstGoesOn);
@@ -103,26 +101,25 @@ TEST_F(DirectoryWalkerTest, TheLastHandlerDecidesAndAStopStays) {
   DirectoryWalker growing;
   Names late;
   bool added = false;
-  growing.AddHandler(Recorder(late, [&](const Path&) {
-    if (!added) growing.AddHandler(Recorder(late));
+  growing.AddHandler(Record(late, [&](const Path&) {
+    if (!added) growing.AddHandler(Record(late));
     return added = true;
   }));
   growing.Walk(Path(m_dir), "*.*", true, "");
   EXPECT_EQ(late.size(), kAll.size());
   // A handler's exception leaves the walk, the flags as they were.
   DirectoryWalker failing;
-  failing.AddHandler(Recorder(late, [](const Path&) -> bool { throw std::runtime_error("handler"); }));
+  failing.AddHandler(Record(late, [](const Path&) -> bool { throw std::runtime_error("handler"); }));
   EXPECT_THROW(failing.Walk(Path(m_dir), "*.*", true, P("b.dat")), std::runtime_error);
   EXPECT_FALSE(failing.HasBeenStopped());
 }
 
-TEST_F(DirectoryWalkerTest, StopFromAnotherThreadAndRemovalWhileWalking) {
+TEST_F(DirectoryWalkerTest, StopFromAnotherThread) {
   const ORV::Handle inside(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
   const ORV::Handle stopped(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
   DirectoryWalker walker;
-  Names seen;
   // The first file waits until the other thread has stopped the walk, then asks to go on: the stop stands.
-  walker.AddHandler(Recorder(seen, [&](const Path&) {
+  walker.AddHandler(Record(m_seen, [&](const Path&) {
     ::SetEvent(inside.Get());
     return ::WaitForSingleObject(stopped.Get(), 10000) == WAIT_OBJECT_0;
   }));
@@ -130,19 +127,9 @@ TEST_F(DirectoryWalkerTest, StopFromAnotherThreadAndRemovalWhileWalking) {
     if (::WaitForSingleObject(inside.Get(), 10000) == WAIT_OBJECT_0) walker.Stop();
     ::SetEvent(stopped.Get());
   });
-  walker.Walk(Path(m_dir), "*.*", true, "");
+  EXPECT_EQ(Walk(walker), Names{"a.txt"});
   stopper.join();
-  EXPECT_TRUE(seen == Names{"a.txt"} && walker.HasBeenStopped());
-
-  // A handler removes the directory it stands in: e.txt was listed before it went, deep was not.
-  DirectoryWalker removing;
-  Names left;
-  removing.AddHandler(Recorder(left, [this](const Path& file) {
-    if (file.FileName() == "c.txt") Path(P("sub")).RecursiveDelete(true);
-    return true;
-  }));
-  removing.Walk(Path(m_dir), "*.*", true, "");
-  EXPECT_EQ(left, (Names{"a.txt", "b.dat", "sub\\c.txt", "sub\\e.txt", "sub2\\f.txt", "z.txt"}));
+  EXPECT_TRUE(walker.HasBeenStopped());
 }
 
 }  // namespace
