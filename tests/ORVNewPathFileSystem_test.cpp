@@ -90,7 +90,6 @@ TYPED_TEST(NewPathFileSystemTest, CacheLoadsOnceAndKeepsItsAnswers) {
     ASSERT_TRUE(::SetFilePointerEx(big.Get(), LARGE_INTEGER{{1, 1}}, nullptr, FILE_BEGIN) && ::SetEndOfFile(big.Get()));
   }
   EXPECT_EQ(this->At("big").Size(), 1u);
-  EXPECT_GT(this->At("", PathType::Directory).GetAvailableDiskSpace(), 0u);
   EXPECT_EQ(Path(this->T("B:\\x"), PathType::File, true).GetAvailableDiskSpace(), 0u) << "no drive B: here";
 
   // The type comes from the disk, or must agree with it.
@@ -191,14 +190,8 @@ TYPED_TEST(NewPathFileSystemTest, DeleteAndCopyAndMove) {
   this->Clean();
 }
 
-TYPED_TEST(NewPathFileSystemTest, UpContainsAndFileTimes) {
+TYPED_TEST(NewPathFileSystemTest, ContainsAndFileTimes) {
   this->Make({"a\\", "a\\b\\", "a\\b\\f.txt"});
-  for (const auto& [from, n, to, exists] :
-       {std::tuple{"a\\b\\f.txt", 2u, "a", kExists}, {"a\\none\\x", 1u, "a\\none", 0u}}) {
-    auto p = this->At(from);
-    p.Up(n);
-    EXPECT_TRUE(p.RawPath() == this->T(this->P(to)) && p.IsDirectory() && Cache(p) == (kLoaded | exists)) << from;
-  }
   const auto file = this->At("a\\b\\f.txt");
   EXPECT_TRUE(this->At("a\\b", PathType::Directory).Contains(this->T("?.t*")) && !file.Contains(this->T("*.md")));
   SetTimes(this->P("a\\b\\f.txt"), 1000000000);
@@ -258,29 +251,21 @@ TYPED_TEST(NewPathFileSystemTest, GetFileListMatchesTheModel) {
   this->Clean();
 }
 
-// A junction at link to target; false with the last error when the system cannot make one.
+// A junction at link to target; false with the last error when the system cannot make one. The
+// record: tag, data length, reserved, the name's offset and length, the empty print name's, both names.
 bool MakeJunction(const std::string& link, const std::string& target) {
   const std::wstring name = L"\\??\\" + std::wstring(target.begin(), target.end());
   const WORD bytes = static_cast<WORD>(name.size() * 2);
-  // Tag, data length, reserved, the name's offset and length, the empty print name's, both names.
-  std::vector<WORD> record = {LOWORD(IO_REPARSE_TAG_MOUNT_POINT),
-                              HIWORD(IO_REPARSE_TAG_MOUNT_POINT),
-                              static_cast<WORD>(bytes + 12),
-                              0,
-                              0,
-                              bytes,
-                              static_cast<WORD>(bytes + 2),
-                              0};
+  const DWORD tag = IO_REPARSE_TAG_MOUNT_POINT;
+  std::vector<WORD> record = {LOWORD(tag), HIWORD(tag), WORD(bytes + 12), 0, 0, bytes, WORD(bytes + 2), 0};
   record.insert(record.end(), name.begin(), name.end());
   record.insert(record.end(), {0, 0});
-  const auto open = [&] {
-    return ::CreateFileA(link.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
-                         FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
-  };
+  const DWORD flags = FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT;
   DWORD returned = 0;
   return ::CreateDirectoryA(link.c_str(), nullptr) &&
-         ::DeviceIoControl(ORV::Handle(open()).Get(), FSCTL_SET_REPARSE_POINT, record.data(), bytes + 20u, nullptr, 0,
-                           &returned, nullptr);
+         ::DeviceIoControl(
+             ORV::Handle(::CreateFileA(link.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, flags, nullptr)).Get(),
+             FSCTL_SET_REPARSE_POINT, record.data(), bytes + 20u, nullptr, 0, &returned, nullptr);
 }
 
 // A junction is listed but not entered: one back to an ancestor would never end.
