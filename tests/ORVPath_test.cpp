@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -32,16 +33,7 @@ class PathTest : public orvtest::TempDirTest {
   // The rows and the temporary directory are ASCII: one text serves both widths.
   static String T(const std::string& text) { return String(text.begin(), text.end()); }
   PathClass At(const std::string& name) const { return PathClass(T(name.empty() ? m_dir : P(name))); }
-  // The message, the error, whether the text names name, and the source file f raises with.
-  template <class F>
-  std::tuple<unsigned, unsigned, bool, std::string> Raised(F&& f, const std::string& name) const {
-    const orvtest::Raised r = orvtest::Catch(f);
-    const std::string path = P(name);
-    return {r.number, r.lastError, r.what.find(std::wstring(path.begin(), path.end())) != std::wstring::npos, r.source};
-  }
-  static std::tuple<unsigned, unsigned, bool, std::string> Expected(unsigned number, unsigned error) {
-    return {number, error, true, sizeof(typename String::value_type) == 1 ? "ORVPath.cpp" : "ORVWPath.cpp"};
-  }
+  String N(const std::string& name) const { return T(P(name)); }
   void Clean() const {
     std::vector<PathClass> entries;
     At("").GetFileList(entries);
@@ -59,7 +51,6 @@ TYPED_TEST(PathTest, TextRules) {
       {"C:b.tar.gz", "C:b.tar.gz", false, true, true, "b.tar.gz", ".gz", "C:"},
       {"//srv/sh/n.", "\\\\srv\\sh\\n.", true, false, true, "n.", ".", "\\\\srv\\sh\\"},
       {"\\a.d\\.cfg\\", "\\a.d\\.cfg", false, false, true, ".cfg", ".cfg", "\\a.d\\"},
-      {"\\", "", false, false, false, "", "", ""},
       {"ab:c", "ab:c", false, false, false, "ab:c", "", ""}};
   for (const auto& [input, text, unc, drive, absolute, name, extension, directory] : rows) {
     const TypeParam p(this->T(input));
@@ -84,20 +75,17 @@ TYPED_TEST(PathTest, TextRules) {
   for (const auto& [text, dots] :
        {std::pair{"..\\", true}, {"C:..", true}, {"x/.", true}, {"...", false}, {"x.", false}})
     EXPECT_EQ(TypeParam::IsDotDirectory(this->T(text)), dots) << text;
-  const TypeParam a(this->T("a"));
+  TypeParam a(this->T("a"));
   EXPECT_TRUE(a < this->T("ab") && TypeParam(this->T("B")) < a && !(a < a) && a == this->T("a") && a != this->T("A"));
-  TypeParam mixed(this->T("C:\\Dir\\\xC9X"));
-  mixed.ToLowerCase();
-  EXPECT_EQ(mixed.FullPath(), this->T("c:\\dir\\\xC9x")) << "only ASCII folds";
+  a = this->T("C:\\Dir\\\xC9X");
+  a.ToLowerCase();
+  EXPECT_EQ(a.FullPath(), this->T("c:\\dir\\\xC9x")) << "only ASCII folds";
   // The other width goes through the charset library, which maps nothing to a look-alike.
-  EXPECT_EQ(ORVFile::Path(std::wstring(L"C:/a\xFF3C"
-                                       L"b"))
-                .FullPath(),
-            "C:\\a?b");
+  EXPECT_EQ(ORVFile::Path(std::wstring(L"C:/a\xFF3C/b")).FullPath(), "C:\\a?\\b");
 }
 
-TYPED_TEST(PathTest, AttributeCache) {
-  const Fresh<TypeParam> file(this->T(this->P("f")));
+TYPED_TEST(PathTest, AttributeCacheSizesAndTimes) {
+  const Fresh<TypeParam> file(this->N("f"));
   EXPECT_FALSE(file.IsFile());
   this->Make({"f", "d\\", "ro"});
   EXPECT_TRUE(file.IsFile()) << "a missing path is asked again";
@@ -111,94 +99,76 @@ TYPED_TEST(PathTest, AttributeCache) {
   EXPECT_TRUE(readOnly.IsReadable() && !readOnly.IsWritable() && !readOnly.IsHidden());
   readOnly.SetAttribute(BasePath::BP_READONLY, false);
   EXPECT_TRUE(readOnly.IsWritable());
-  EXPECT_EQ(this->Raised([&] { this->At("none").SetAttribute(BasePath::BP_ARCHIVE, true); }, "none"),
-            this->Expected(12, ERROR_FILE_NOT_FOUND));
-  this->Clean();
-}
 
-TYPED_TEST(PathTest, CreateAndDelete) {
-  this->At("a/b/c/").Create();
-  EXPECT_TRUE(this->At("a\\b\\c").IsDirectory());
-  this->At("a\\b").Create();
-  this->Make({"a\\f", "ro", "open", "t\\", "t\\s\\", "t\\s\\y", "t\\s\\z"});
-  EXPECT_EQ(this->Raised([&] { this->At("a\\f\\g\\h").Create(); }, "a\\f"), this->Expected(4, ERROR_ALREADY_EXISTS));
-  ASSERT_TRUE(::SetFileAttributesA(this->P("ro").c_str(), FILE_ATTRIBUTE_READONLY));
-  {
-    const ORV::Handle held(
-        ::CreateFileA(this->P("open").c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr));
-    // Name, force, error; each refused removal leaves the attributes as they were.
-    for (const auto& [name, force, error] : {std::tuple{"missing", true, ERROR_FILE_NOT_FOUND},
-                                             {"ro", false, ERROR_ACCESS_DENIED},
-                                             {"open", true, ERROR_SHARING_VIOLATION},
-                                             {"t", true, ERROR_DIR_NOT_EMPTY}}) {
-      const DWORD before = ::GetFileAttributesA(this->P(name).c_str());
-      EXPECT_EQ(this->Raised([&] { this->At(name).Delete(force); }, name), this->Expected(5, error)) << name;
-      EXPECT_EQ(::GetFileAttributesA(this->P(name).c_str()), before) << name;
-    }
-    const ORV::Handle z(
-        ::CreateFileA(this->P("t\\s\\z").c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr));
-    EXPECT_EQ(this->Raised([&] { this->At("t").RecursiveDelete(true); }, "t\\s\\z"),
-              this->Expected(5, ERROR_SHARING_VIOLATION));
-  }
-  EXPECT_FALSE(this->At("t\\s\\y").IsValid()) << "before z in the walk";
-  this->At("ro").Delete(true);
-  this->At("t").RecursiveDelete(false);
-  EXPECT_FALSE(this->At("ro").IsValid() || this->At("t").IsValid());
-  this->Clean();
-}
-
-TYPED_TEST(PathTest, CopiesMovesAndRenames) {
-  this->Make({"src", "other"});
-  const TypeParam src = this->At("src");
-  EXPECT_EQ(this->Raised([&] { src.Copy(this->T(this->P("other")), false); }, "src"),
-            this->Expected(3, ERROR_FILE_EXISTS));
-  src.Copy(this->T(this->P("other")), true);
-  src.Move(this->T(this->P("moved")));
-  EXPECT_TRUE(src.FullPath() == this->T(this->P("src")) && !src.IsValid()) << "Move keeps naming the old place";
-  EXPECT_EQ(this->Raised([&] { TypeParam::Move(this->T(this->P("moved")), this->T(this->P("other"))); }, "moved"),
-            this->Expected(7, ERROR_ALREADY_EXISTS));
-  TypeParam renamed = this->At("moved");
-  renamed.Rename(this->T(this->P("renamed")));
-  EXPECT_TRUE(renamed.FullPath() == this->T(this->P("renamed")) && renamed.IsFile());
-  EXPECT_EQ(this->Raised([&] { this->At("none").Rename(this->T(this->P("x"))); }, "none"),
-            this->Expected(7, ERROR_FILE_NOT_FOUND));
-  this->Clean();
-}
-
-TYPED_TEST(PathTest, SizesSpaceTimesAndServer) {
-  // A 5 GiB file last written 2021-01-02 03:04:05 UTC.
+  // A 5 GiB file last written at 2021-01-02 03:04:05 UTC, read back in local time.
   const unsigned long long stamp = ORV::UnixTimeToFileTime(1609556645);
   const FILETIME written{static_cast<DWORD>(stamp), static_cast<DWORD>(stamp >> 32)};
-  this->Make({"big"});
   {
-    const ORV::Handle file(::CreateFileA(this->P("big").c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr));
-    ASSERT_TRUE(::SetFilePointerEx(file.Get(), LARGE_INTEGER{{0x40000000, 1}}, nullptr, FILE_BEGIN));
-    ASSERT_TRUE(::SetEndOfFile(file.Get()) && ::SetFileTime(file.Get(), nullptr, nullptr, &written));
+    const ORV::Handle big(::CreateFileA(this->P("ro").c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr));
+    ASSERT_TRUE(::SetFilePointerEx(big.Get(), LARGE_INTEGER{{0x40000000, 1}}, nullptr, FILE_BEGIN));
+    ASSERT_TRUE(::SetEndOfFile(big.Get()) && ::SetFileTime(big.Get(), nullptr, nullptr, &written));
   }
   ULARGE_INTEGER size, space;
   unsigned long size32 = 0, space32 = 0, missing32 = 1;
-  this->At("big").GetSize(size);
-  this->At("big").GetSize(size32);
-  this->At("").GetAvailableDiskSpace(space);
-  this->At("").GetAvailableDiskSpace(space32);
+  readOnly.GetSize(size);
+  readOnly.GetSize(size32);
+  dir.GetAvailableDiskSpace(space);
+  dir.GetAvailableDiskSpace(space32);
   this->At("none").GetSize(missing32);
   EXPECT_EQ(std::tuple(size.QuadPart, size32, missing32), std::tuple(5ull << 30, 0xFFFFFFFFul, 0ul));
   EXPECT_EQ(space32, space.QuadPart > 0xFFFFFFFFu ? 0xFFFFFFFFul : space.QuadPart);
-  // Local time at the zone's bias of now, as FileTimeToLocalFileTime applies it.
   TIME_ZONE_INFORMATION zone;
   const DWORD which = ::GetTimeZoneInformation(&zone);
   const long bias = zone.Bias + (which == TIME_ZONE_ID_DAYLIGHT ? zone.DaylightBias : zone.StandardBias);
-  EXPECT_EQ(this->At("big").GetLastModificationDate().UnixTime(), 1609556645 - bias * 60LL);
-  EXPECT_EQ(this->Raised([&] { this->At("none").GetLastModificationDate(); }, "none"),
-            this->Expected(15, ERROR_FILE_NOT_FOUND));
-
-  char computer[MAX_COMPUTERNAME_LENGTH + 1];
-  DWORD length = MAX_COMPUTERNAME_LENGTH + 1;
-  ASSERT_TRUE(::GetComputerNameA(computer, &length));
-  EXPECT_EQ(this->At("").GetServer(), this->T(computer));
+  EXPECT_EQ(readOnly.GetLastModificationDate().UnixTime(), 1609556645 - bias * 60LL);
   EXPECT_EQ(TypeParam(this->T("//srv/share/x")).GetServer(), this->T("srv"));
-  typename TestFixture::String unc = this->T("kept");
-  EXPECT_TRUE(!this->At("").FullPathAsUNC(unc) && unc == this->T("kept")) << "a local drive has no universal name";
+  this->Clean();
+}
+
+TYPED_TEST(PathTest, OperationsAndWhatTheirFailuresRecord) {
+  this->Make({"src", "other", "a\\", "a\\f", "ro", "open", "t\\", "t\\s\\", "t\\s\\y", "t\\s\\z"});
+  ASSERT_TRUE(::SetFileAttributesA(this->P("ro").c_str(), FILE_ATTRIBUTE_READONLY));
+  const auto hold = [this](const char* name) {
+    return ::CreateFileA(this->P(name).c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
+  };
+  ORV::Handle open(hold("open")), z(hold("t\\s\\z"));
+  // The operation, the path the message names, its number and the error; a refusal changes nothing.
+  const std::tuple<std::function<void()>, std::string, unsigned, unsigned> rows[] = {
+      {[&] { this->At("none").SetAttribute(BasePath::BP_ARCHIVE, true); }, "none", 12, ERROR_FILE_NOT_FOUND},
+      {[&] { this->At("a\\f\\g\\h").Create(); }, "a\\f", 4, ERROR_ALREADY_EXISTS},
+      {[&] { this->At("none").Delete(true); }, "none", 5, ERROR_FILE_NOT_FOUND},
+      {[&] { this->At("ro").Delete(false); }, "ro", 5, ERROR_ACCESS_DENIED},
+      {[&] { this->At("open").Delete(true); }, "open", 5, ERROR_SHARING_VIOLATION},
+      {[&] { this->At("t").Delete(true); }, "t", 5, ERROR_DIR_NOT_EMPTY},
+      {[&] { this->At("t").RecursiveDelete(true); }, "t\\s\\z", 5, ERROR_SHARING_VIOLATION},
+      {[&] { this->At("src").Copy(this->N("other"), false); }, "src", 3, ERROR_FILE_EXISTS},
+      {[&] { TypeParam::Move(this->N("src"), this->N("other")); }, "src", 7, ERROR_ALREADY_EXISTS},
+      {[&] { this->At("none").Rename(this->N("x")); }, "none", 7, ERROR_FILE_NOT_FOUND},
+      {[&] { this->At("none").GetLastModificationDate(); }, "none", 15, ERROR_FILE_NOT_FOUND}};
+  const std::string source = sizeof(typename TestFixture::String::value_type) == 1 ? "ORVPath.cpp" : "ORVWPath.cpp";
+  for (const auto& [operation, name, number, error] : rows) {
+    const DWORD before = ::GetFileAttributesA(this->P(name).c_str());
+    const orvtest::Raised r = orvtest::Catch(operation);
+    const std::string path = this->P(name);
+    EXPECT_EQ(std::tuple(r.number, r.lastError, r.source), std::tuple(number, error, source)) << name;
+    EXPECT_NE(r.what.find(std::wstring(path.begin(), path.end())), std::wstring::npos) << name;
+    EXPECT_EQ(::GetFileAttributesA(this->P(name).c_str()), before) << name;
+  }
+  open.Reset();
+  z.Reset();
+  EXPECT_FALSE(this->At("t\\s\\y").IsValid()) << "before z in the walk";
+
+  this->At("a/b/c/").Create();
+  this->At("a\\b").Create();
+  this->At("ro").Delete(true);
+  EXPECT_TRUE(this->At("a\\b\\c").IsDirectory() && !this->At("ro").IsValid());
+  const TypeParam src = this->At("src");
+  src.Copy(this->N("other"), true);
+  src.Move(this->N("moved"));
+  EXPECT_TRUE(src.FullPath() == this->N("src") && !src.IsValid()) << "Move keeps naming the old place";
+  TypeParam renamed = this->At("moved");
+  renamed.Rename(this->N("renamed"));
+  EXPECT_TRUE(renamed.FullPath() == this->N("renamed") && renamed.IsFile());
   this->Clean();
 }
 
