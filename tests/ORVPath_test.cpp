@@ -127,7 +127,7 @@ TYPED_TEST(PathTest, AttributeCacheSizesAndTimes) {
 
 TYPED_TEST(PathTest, OperationsAndWhatTheirFailuresRecord) {
   this->Make({"src", "other", "a\\", "a\\f", "ro", "open", "t\\", "t\\s\\", "t\\s\\y", "t\\s\\z"});
-  ASSERT_TRUE(::SetFileAttributesA(this->P("ro").c_str(), FILE_ATTRIBUTE_READONLY));
+  for (const char* ro : {"ro", "open"}) ASSERT_TRUE(::SetFileAttributesA(this->P(ro).c_str(), FILE_ATTRIBUTE_READONLY));
   const auto hold = [this](const char* name) {
     return ::CreateFileA(this->P(name).c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
   };
