@@ -64,8 +64,11 @@ class NewPathFileSystemTest : public orvtest::TempDirTest {
   Path At(const std::string& name, PathType type = PathType::File) const {
     return Path(T(name.empty() ? m_dir : P(name)), type, true);
   }
-  // The end of each test: what it made goes, through the class's own removal.
-  void Clean() { At("", PathType::Directory).DeleteContent(); }
+  // What a test made goes, through the class's own removal, before the directory must go empty.
+  void TearDown() override {
+    At("", PathType::Directory).DeleteContent();
+    TempDirTest::TearDown();
+  }
 };
 
 using Widths = ::testing::Types<char, wchar>;
@@ -107,7 +110,6 @@ TYPED_TEST(NewPathFileSystemTest, CacheLoadsOnceAndKeepsItsAnswers) {
   EXPECT_EQ(file.FileTime(FileDate::LastAccess).UnixTime(), 1000000060);
   EXPECT_EQ(file.LastModificationTime().UnixTime(), 1000000000);
   EXPECT_TRUE(file.Contains(this->T("?.t*")) && !file.Contains(this->T("*.md")));
-  this->Clean();
 }
 
 TYPED_TEST(NewPathFileSystemTest, AttributeQueriesAndMissingPaths) {
@@ -135,7 +137,6 @@ TYPED_TEST(NewPathFileSystemTest, AttributeQueriesAndMissingPaths) {
   for (const auto& [query, numbered] : rows)
     EXPECT_EQ(this->Raises([&] { query(this->At("none\\x")); }, "none\\x"),
               std::tuple("FileNotFoundException", numbered ? 15u : ~0u, numbered ? 3u : 0u, numbered));
-  this->Clean();
 }
 
 TYPED_TEST(NewPathFileSystemTest, CreateMakesMissingParentsAndNamesWhatFails) {
@@ -156,7 +157,6 @@ TYPED_TEST(NewPathFileSystemTest, CreateMakesMissingParentsAndNamesWhatFails) {
   for (const auto& [name, type, exception, error] : rows)
     EXPECT_EQ(this->Raises([&] { this->At(name, type).Create(); }, name + "."), std::tuple(exception, 4u, error, true));
   EXPECT_EQ(this->Got("a\\b\\c") + std::to_string(::GetFileAttributesA(this->P("d\\e").c_str())), "kept16");
-  this->Clean();
 }
 
 TYPED_TEST(NewPathFileSystemTest, DeleteAndCopyAndMove) {
@@ -194,7 +194,6 @@ TYPED_TEST(NewPathFileSystemTest, DeleteAndCopyAndMove) {
   moving.Extension(this->T(".log"), true);
   moving.Name(this->T("other"));
   EXPECT_TRUE(this->Got("m\\n\\moved.log") == "x" && !moving.Exists()) << "renamed only when asked";
-  this->Clean();
 }
 
 // The listing against a model of the tree: each filter keeps what its rule says, a listed
@@ -243,7 +242,6 @@ TYPED_TEST(NewPathFileSystemTest, GetFileListMatchesTheModel) {
   for (const char* nowhere : {"none", "a.txt"})
     this->At(nowhere, PathType::Directory).GetFileList(none, this->T("*"), true, all);
   EXPECT_TRUE(none.empty()) << "nothing to list, nothing thrown";
-  this->Clean();
 }
 
 // A directory link is listed but not entered: one back to an ancestor would never end.
@@ -259,7 +257,6 @@ TYPED_TEST(NewPathFileSystemTest, GetFileListDoesNotEnterDirectoryLinks) {
   }
   this->At("", PathType::Directory).GetFileList(result, this->T("*"), true, AdvSearchOptions());
   EXPECT_EQ(result.size(), 1u);
-  this->Clean();
 }
 
 TYPED_TEST(NewPathFileSystemTest, AdvSearchOptionsMatchOneRuleARow) {
@@ -280,7 +277,6 @@ TYPED_TEST(NewPathFileSystemTest, AdvSearchOptionsMatchOneRuleARow) {
     EXPECT_EQ(options.Match(Win32FindData<TypeParam>{32, created, accessed, written, size, this->T("x")}), passes);
   this->Put("m", "abc");
   EXPECT_TRUE(defaults.Match(this->At("m")) && !from11.Match(this->At("m")));
-  this->Clean();
 }
 
 TYPED_TEST(NewPathFileSystemTest, StreamFormRoundTripsAndShortDataChangesNothing) {
@@ -299,7 +295,6 @@ TYPED_TEST(NewPathFileSystemTest, StreamFormRoundTripsAndShortDataChangesNothing
     EXPECT_EQ(orvtest::Catch([&] { stream >> target; }).type.empty(), cut == full.size()) << "cut at " << cut;
     EXPECT_EQ(Streamed(target), cut < full.size() ? before : full) << "cut at " << cut;
   }
-  this->Clean();
 }
 
 TYPED_TEST(NewPathFileSystemTest, NetworkTexts) {
