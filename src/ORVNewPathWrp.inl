@@ -11,7 +11,7 @@ bool NewPathT<CharT>::GetFileAttributesExWrp(const String& path, Facts* facts) {
   WIN32_FILE_ATTRIBUTE_DATA data;
   if (!detail::GetFileAttributesExWrp(path, &data)) return false;
   facts->attributes = data.dwFileAttributes;
-  facts->size = (static_cast<std::uint64_t>(data.nFileSizeHigh) << 32) | data.nFileSizeLow;
+  facts->size = detail::SizeOf(data);
   facts->creationTime = UnixTime(data.ftCreationTime);
   facts->lastAccessTime = UnixTime(data.ftLastAccessTime);
   facts->lastWriteTime = UnixTime(data.ftLastWriteTime);

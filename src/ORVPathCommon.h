@@ -12,7 +12,6 @@
 #include <vector>
 
 #include "ORVBasePath.h"
-#include "ORVCharset.h"
 #include "ORVFileException.h"
 #include "ORVPathWrp.h"
 #include "ORVRaise.h"
@@ -39,9 +38,9 @@ Text<CharT> TextOf(const CharT* text) {
 template <class CharT, class OtherChar>
 Text<CharT> InWidth(const Text<OtherChar>& text) {
   if constexpr (sizeof(CharT) == 1)
-    return ORV::ConvertFromWide(text, ORV::CHARSET_ANSI);
+    return FromWide<CharT>(text);
   else
-    return ORV::ConvertToWide(text, ORV::CHARSET_ANSI);
+    return ToWide(text);
 }
 
 template <class CharT>
@@ -520,7 +519,7 @@ template <class CharT, class Self>
 void BasicPath<CharT, Self>::GetSize(ULARGE_INTEGER& size) const {
   WIN32_FILE_ATTRIBUTE_DATA data;
   const bool known = IsValid() && detail::GetFileAttributesExWrp(m_text, &data);
-  size.QuadPart = known ? (static_cast<std::uint64_t>(data.nFileSizeHigh) << 32) | data.nFileSizeLow : 0;
+  size.QuadPart = known ? detail::SizeOf(data) : 0;
 }
 
 template <class CharT, class Self>

@@ -86,6 +86,10 @@ bool GetFileAttributesExWrp(const Text<CharT>& path, WIN32_FILE_ATTRIBUTE_DATA* 
          FALSE;
 }
 
+inline std::uint64_t SizeOf(const WIN32_FILE_ATTRIBUTE_DATA& data) noexcept {
+  return (static_cast<std::uint64_t>(data.nFileSizeHigh) << 32) | data.nFileSizeLow;
+}
+
 template <class CharT>
 bool SetFileAttributesWrp(const Text<CharT>& path, unsigned long attributes) {
   return ByWidth<CharT>(::SetFileAttributesA, ::SetFileAttributesW)(path.c_str(), attributes) != FALSE;
