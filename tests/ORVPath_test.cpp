@@ -18,13 +18,6 @@ namespace {
 
 using ORVFile::BasePath;
 
-// ClearStat is protected: a caller that wants fresh answers derives.
-template <class P>
-struct Fresh : P {
-  using BasePath::ClearStat;
-  using P::P;
-};
-
 template <class PathClass>
 class PathTest : public orvtest::TempDirTest {
  protected:
@@ -75,13 +68,13 @@ TYPED_TEST(PathTest, TextRules) {
 }
 
 TYPED_TEST(PathTest, AttributeCacheSizesAndTimes) {
-  const Fresh<TypeParam> file(this->N("f"));
+  TypeParam file = this->At("f");
   EXPECT_FALSE(file.IsFile());
   this->Make({"f", "d\\", "ro"});
   EXPECT_TRUE(file.IsFile()) << "a missing path is asked again";
   this->Remove("f");
-  EXPECT_TRUE(file.IsValid()) << "an existing one is believed until ClearStat";
-  file.ClearStat();
+  EXPECT_TRUE(file.IsValid()) << "an existing one is believed until the text changes";
+  file = this->N("f");
   EXPECT_FALSE(file.IsValid());
   ASSERT_TRUE(::SetFileAttributesA(this->P("ro").c_str(), FILE_ATTRIBUTE_READONLY));
   const TypeParam dir = this->At("d"), readOnly = this->At("ro");
