@@ -1,97 +1,101 @@
-// A tour of how ORVFile reports failures: every failure is an exception of the
-// FileException family that carries a catalogue message, the paths involved
-// and the Win32 error seen at the failure.
+// A tour of how ORVFile reports failures: real calls of the library that fail,
+// each caught by the class that names the failure, with the catalogue text
+// (paths filled in), the message number and the Win32 error seen at the call.
 //
-// The demo makes real Win32 calls fail and raises the exceptions the library
-// raises for them, built the same way (module "ORVFile", message number,
-// path, recorded error), then catches them as a caller would.
-#include <windows.h>
+// The files live in a fresh directory under the temporary directory, removed
+// with everything in it at the end.
+#include "win32.h"
 
 #include <cstdio>
 #include <string>
 
+#include "ORVCFile.h"
+#include "ORVConfigFile.h"
 #include "ORVFileException.h"
-#include "ORVFileMsg-I.h"
-
-using namespace ORVFile;
+#include "ORVMemoryMapFile.h"
+#include "ORVNewPath.h"
+#include "TourMain.h"
 
 namespace {
 
-template <class E>
-[[noreturn]] void Raise(MessageId id, unsigned long lastError, const std::wstring& path) {
-  SmartPtr<MessageInfo> info(new MessageInfo(MSG_MODULE_NAME, id, __FILE__, __LINE__));
-  info->AddArgument(path);
-  info->SetLastError(static_cast<unsigned int>(lastError));
-  throw E(info, E::ClassName());
-}
-
-void Print(const char* title, const FileException& e) {
+void Print(const char* title, const ORV::Exception& e) {
   std::printf("%s\n  class:       %ls\n  message %2u:  %ls\n  Win32 error: %u\n\n", title, e.TypeName().c_str(),
               e.Info()->Number(), e.What().c_str(), e.Info()->LastError());
 }
 
-std::wstring TempPath(const wchar_t* name) {
-  wchar_t dir[MAX_PATH];
-  ::GetTempPathW(MAX_PATH, dir);
-  return std::wstring(dir) + name;
+void WriteFile(const std::string& path, const std::string& bytes) {
+  ORVFile::CFile file(path);
+  file.Open(ORVFile::OpenMode::CreateReadWrite);
+  file.Write(bytes.data(), 1, static_cast<unsigned>(bytes.size()));
 }
 
-void DeleteMissingFile() {
-  const std::wstring path = TempPath(L"orvfile-demo-missing.txt");
-  if (!::DeleteFileW(path.c_str())) Raise<FileCannotDeleteException>(MSG_DELETE, ::GetLastError(), path);
-}
+void Tour(const std::string& dir) {
+  const std::string missing = dir + "\\missing.bin";
+  try {
+    ORVFile::CFile file(missing);
+    file.Open(ORVFile::OpenMode::OpenRead);
+  } catch (const ORVFile::SharingViolationException&) {
+    std::printf("not reached: the file is missing, nobody holds it\n");
+  } catch (const ORVFile::FileCannotOpenException& e) {
+    Print("Opening a missing file for reading with the file handle:", e);
+  }
 
-void OpenFileHeldByAnotherHandle() {
-  const std::wstring path = TempPath(L"orvfile-demo-held.txt");
-  const HANDLE held =
-      ::CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_FLAG_DELETE_ON_CLOSE, nullptr);
-  const HANDLE second = ::CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
-  const unsigned long err = ::GetLastError();
-  ::CloseHandle(second == INVALID_HANDLE_VALUE ? held : second);
-  if (second != INVALID_HANDLE_VALUE) ::CloseHandle(held);
-  if (second == INVALID_HANDLE_VALUE) Raise<SharingViolationException>(MSG_OPEN_READ_ONLY, err, path);
-}
+  const std::string held = dir + "\\held.bin";
+  ORVFile::CFile holder(held);
+  holder.Open(ORVFile::OpenMode::CreateReadWrite);  // exclusive until closed
+  try {
+    ORVFile::CFile second(held);
+    second.Open(ORVFile::OpenMode::OpenRead);
+  } catch (const ORVFile::FileCannotOpenException&) {
+    std::printf("not reached: a sharing violation is a sibling of FileCannotOpenException\n");
+  } catch (const ORVFile::SharingViolationException& e) {
+    Print("Opening a file that another handle holds without sharing:", e);
+  }
+  holder.Close();
 
-void WriteThroughReadOnlyHandle() {
-  const std::wstring path = TempPath(L"orvfile-demo-readonly.txt");
-  const HANDLE file =
-      ::CreateFileW(path.c_str(), GENERIC_READ, 0, nullptr, CREATE_ALWAYS, FILE_FLAG_DELETE_ON_CLOSE, nullptr);
-  DWORD written = 0;
-  const BOOL ok = ::WriteFile(file, "x", 1, &written, nullptr);
-  const unsigned long err = ::GetLastError();
-  ::CloseHandle(file);
-  if (!ok) Raise<WriteErrorException>(MSG_WRITE, err, path);
+  const std::string plain = dir + "\\plain.txt";
+  WriteFile(plain, "a file, not a directory");
+  try {
+    ORVFile::NewPath(plain + "\\reports\\new.txt").Create();
+  } catch (const ORVFile::FileException& e) {  // the root of the family catches every class of it
+    Print("Creating a path whose parent is a file (caught as FileException):", e);
+  }
+
+  const std::string settings = dir + "\\settings.ini";
+  WriteFile(settings, "[Index]\nroot = c:\\data\nmy-key = 1\n");
+  try {
+    ORVFile::ConfigFile config(settings);
+  } catch (const ORV::Config::InvalidConfigException& e) {  // of the configuration store's family, not FileException
+    Print("Loading a configuration file with a line the grammar refuses (\"my-key = 1\"):", e);
+  }
+
+  try {
+    ORVFile::MemoryMapFile mapped(missing, ORVFile::MemoryMapFile::Access::ReadOnly);
+  } catch (const ORVFile::FileCannotOpenException& e) {
+    Print("Mapping a missing file into memory:", e);
+  }
+
+  ORVFile::FileException stored;
+  try {
+    ORVFile::NewPath(missing).Delete();
+  } catch (const ORVFile::FileException& e) {
+    stored = e;  // assignment keeps text, class name and record; a copy keeps only the text
+  }
+  const ORVFile::FileException copied(stored);
+  std::printf(
+      "An assigned exception keeps its class name \"%ls\" and message %u; a copy keeps only the text "
+      "(class name \"%ls\").\n",
+      stored.TypeName().c_str(), stored.Info()->Number(), copied.TypeName().c_str());
 }
 
 }  // namespace
 
 int main() {
-  std::printf("== Errors and messages ==\n\n");
-  try {
-    DeleteMissingFile();
-  } catch (const FileCannotDeleteException& e) {
-    Print("Deleting a file that is not there:", e);
-  }
-  try {
-    OpenFileHeldByAnotherHandle();
-  } catch (const FileCannotOpenException&) {
-    std::printf("not reached: a sharing violation is not a FileCannotOpenException\n");
-  } catch (const SharingViolationException& e) {
-    Print("Opening a file another handle holds without sharing:", e);
-  }
-  try {
-    WriteThroughReadOnlyHandle();
-  } catch (const FilePermissionDeniedException& e) {  // also catches WriteErrorException
-    Print("Writing through a handle opened for reading (caught as FilePermissionDeniedException):", e);
-  }
-  FileException stored;
-  try {
-    DeleteMissingFile();
-  } catch (const FileException& e) {
-    stored = e;  // assignment keeps text, class name and record; a copy keeps only the text
-  }
-  const FileException copied(stored);
-  std::printf("An assigned exception keeps its class name \"%ls\"; a copy keeps only the text (class name \"%ls\").\n",
-              stored.TypeName().c_str(), copied.TypeName().c_str());
-  return 0;
+  char temp[MAX_PATH + 1];
+  const DWORD length = ::GetTempPathA(MAX_PATH + 1, temp);
+  const std::string dir = std::string(temp, length) + "orvfile-errors-" + std::to_string(::GetCurrentProcessId());
+  ORVFile::NewPath(dir, ORVFile::PathType::Directory).Create();
+  const int result = TourMain("Errors and messages", [&] { Tour(dir); });
+  ORVFile::NewPath(dir, ORVFile::PathType::Directory).Delete();
+  return result;
 }

@@ -207,7 +207,8 @@ class ORVFILE_API BinaryStreamParser {
   /// The bytes in the record buffer; 0 when there is none.
   std::uint32_t GetRecordFetchingSize() const;
   /// Appends len bytes of the record buffer from offset (all the rest for len
-  /// 0) to out; does nothing while there is no record buffer.
+  /// 0) to out; does nothing while there is no record buffer or when offset
+  /// lies at or past its end.
   ///@{
   void GetRecordFetchingContent(MemoryBuffer& out, std::uint32_t offset, std::uint32_t len);
   void GetRecordFetchingContent(std::string& out, std::uint32_t offset, std::uint32_t len);

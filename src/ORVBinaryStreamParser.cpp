@@ -1,6 +1,7 @@
 #include "ORVBinaryStreamParser.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 
 #include "ORVByteScan.h"
@@ -90,8 +91,11 @@ KeywordHit FindKeyword(const unsigned char* block, std::uint32_t from, std::uint
 
 template <class Out>
 void CopyRecord(const SharedMemoryBuffer& record, Out& out, std::uint32_t offset, std::uint32_t len) {
-  if (!record) return;
-  record->SeekG(static_cast<std::int32_t>(offset), ORV::BinaryStreamBuf::Begin);
+  if (!record || offset >= record->Size()) return;
+  // The seek takes a signed offset: a position of 2^31 or more is reached in two steps.
+  const std::uint32_t first = std::min<std::uint32_t>(offset, INT32_MAX);
+  record->SeekG(static_cast<std::int32_t>(first), ORV::BinaryStreamBuf::Begin);
+  record->SeekG(static_cast<std::int32_t>(offset - first), ORV::BinaryStreamBuf::Current);
   record->Copy(out, len == 0 ? ORV::BinaryStreamBuf::kAll : len);
 }
 

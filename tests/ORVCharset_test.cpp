@@ -7,77 +7,30 @@
 #include "ORVBaseException.h"
 #include "ORVCharset.h"
 
-namespace {
+using namespace ORV;
 
-using ORV::CHARSET;
-using ORV::ConvertFromWide;
-using ORV::ConvertToWide;
-
-TEST(Charset, ConvertFromWideByTargetSet) {
-  struct Row {
-    std::wstring text;
-    CHARSET to;
-    std::string expected;
+TEST(Charset, ConvertsByTheSetAndRefusesOtherPairs) {
+  const struct {
+    std::wstring wide;
+    CHARSET set;
+    std::string narrow;
+  } fromWide[] = {
+      {L"caf\x00E9\x0100", CHARSET_ISO_8859_1, "caf\xE9?"},
+      {L"\x4E2D\xD83D\xDE00", CHARSET_UTF8, "\xE4\xB8\xAD\xF0\x9F\x98\x80"},
+      {L"a\xD800z", CHARSET_UTF8, "a\xEF\xBF\xBDz"},  // a lone surrogate
+      {std::wstring(L"a\0b", 3), CHARSET_UTF8, std::string("a\0b", 3)},
   };
-  const Row rows[] = {
-      {L"", ORV::CHARSET_UTF8, ""},
-      {L"C:\\dir\\a.txt", ORV::CHARSET_ANSI, "C:\\dir\\a.txt"},
-      {L"caf\x00E9", ORV::CHARSET_ISO_8859_1, "caf\xE9"},
-      {L"\x0100\x4E2D", ORV::CHARSET_ISO_8859_1, "??"},
-      {L"caf\x00E9", ORV::CHARSET_UTF8, "caf\xC3\xA9"},
-      {L"\x4E2D\xD83D\xDE00", ORV::CHARSET_UTF8, "\xE4\xB8\xAD\xF0\x9F\x98\x80"},
-      {L"a\xD800z", ORV::CHARSET_UTF8, "a\xEF\xBF\xBDz"},  // a lone surrogate
-      {std::wstring(L"a\0b", 3), ORV::CHARSET_UTF8, std::string("a\0b", 3)},
-  };
-  for (std::size_t i = 0; i < std::size(rows); ++i) {
-    SCOPED_TRACE(::testing::Message() << "row " << i);
-    EXPECT_EQ(ConvertFromWide(rows[i].text, rows[i].to), rows[i].expected);
-  }
-}
-
-TEST(Charset, AnsiCodePageNeverBestFits) {
-  // Rows for Western code page 1252, the default of an English Windows and of Wine here.
+  for (const auto& row : fromWide) EXPECT_EQ(ConvertFromWide(row.wide, row.set), row.narrow);
+  // The ANSI code page never best-fits: a fullwidth backslash must not become a separator, nor U+0100 an "A".
   if (::GetACP() == 1252) {
-    EXPECT_EQ(ConvertFromWide(L"caf\x00E9\x20AC", ORV::CHARSET_ANSI), "caf\xE9\x80");
-    EXPECT_EQ(ConvertFromWide(L"\x4E2D", ORV::CHARSET_ANSI), "?");
-    EXPECT_EQ(ConvertFromWide(L"\x0100", ORV::CHARSET_ANSI), "?");  // best fit would give "A"
+    EXPECT_EQ(ConvertFromWide(L"caf\x00E9\x20AC\x0100", CHARSET_ANSI), "caf\xE9\x80?");
   }
-  // A fullwidth backslash must not become a separator, whatever the code page.
-  EXPECT_EQ(ConvertFromWide(L"a\xFF3C"
-                            L"b",
-                            ORV::CHARSET_ANSI)
-                .find('\\'),
-            std::string::npos);
-  const std::wstring ascii = L"\\\\server\\share\\~x y.z";
-  EXPECT_EQ(ConvertToWide(ConvertFromWide(ascii, ORV::CHARSET_ANSI), ORV::CHARSET_ANSI), ascii);
+  EXPECT_EQ(ConvertFromWide(L"a\xFF3C", CHARSET_ANSI).find('\\'), std::string::npos);
+  EXPECT_EQ(ConvertToWide("\x82\x9C", static_cast<CHARSET>(437)), L"\x00E9\x00A3");
+  EXPECT_EQ(ConvertToWide("\xC0\xF0", static_cast<CHARSET>(1251)), L"\x0410\x0440");
+  // Not installed, or UTF-16 on the narrow side, or a pair that is not to or from UTF-16: refused even when empty.
+  EXPECT_THROW(ConvertToWide("", static_cast<CHARSET>(12345)), Exception);
+  EXPECT_THROW(ConvertToWide("ab", CHARSET_UTF16), Exception);
+  EXPECT_THROW(ConvertToWide("ab", static_cast<CHARSET>(1252), static_cast<CHARSET>(1252)), Exception);
+  EXPECT_THROW(ConvertFromWide(L"x", CHARSET_UTF8, CHARSET_UTF8), Exception);
 }
-
-TEST(Charset, ConvertToWideFromInstalledCodePages) {
-  struct Row {
-    std::string text;
-    unsigned int codePage;
-    std::wstring expected;
-  };
-  const Row rows[] = {
-      {"\x80 \xE9", 1252, L"\x20AC \x00E9"},
-      {"\x82\x9C", 437, L"\x00E9\x00A3"},
-      {"\xC0\xF0", 1251, L"\x0410\x0440"},
-      {"", 850, L""},
-  };
-  for (std::size_t i = 0; i < std::size(rows); ++i) {
-    SCOPED_TRACE(::testing::Message() << "row " << i);
-    EXPECT_EQ(ConvertToWide(rows[i].text, static_cast<CHARSET>(rows[i].codePage)), rows[i].expected);
-  }
-  // Not installed, or UTF-16, which MultiByteToWideChar does not take: refused even when empty.
-  EXPECT_THROW(ConvertToWide("", static_cast<CHARSET>(12345)), ORV::Exception);
-  EXPECT_THROW(ConvertToWide("ab", ORV::CHARSET_UTF16), ORV::Exception);
-  EXPECT_THROW(ConvertToWide("ab", static_cast<CHARSET>(1252), static_cast<CHARSET>(1252)), ORV::Exception);
-}
-
-TEST(Charset, RefusesOtherPairs) {
-  EXPECT_THROW(ConvertFromWide(L"x", ORV::CHARSET_UTF16), ORV::Exception);
-  EXPECT_THROW(ConvertFromWide(L"x", ORV::CHARSET_UTF8, ORV::CHARSET_UTF8), ORV::Exception);
-  EXPECT_THROW(ConvertFromWide(L"x", static_cast<CHARSET>(437)), ORV::Exception);
-}
-
-}  // namespace

@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <initializer_list>
 #include <string>
 #include <tuple>
@@ -19,6 +20,13 @@
 #include "ORVUnderWine.h"
 
 namespace orvtest {
+
+/// The multiplier of random test counts: ORV_TEST_SCALE when positive, else 1.
+inline int TestScale() {
+  const char* scale = std::getenv("ORV_TEST_SCALE");
+  const int n = scale != nullptr ? std::atoi(scale) : 0;
+  return n > 0 ? n : 1;
+}
 
 /// What a call raised: the class by its type name ("" when nothing was
 /// thrown), the catalogue message, the Win32 error recorded, the text.

@@ -7,27 +7,20 @@
 #include "ORVToLower.h"
 #include "ORVWNoCase.h"
 
-namespace {
-
-using ORV::WNoCase;
-
 // The order must be the plain comparison of the folded texts ("_" < "a" <
-// "AB" < "b"), or a map would lose entries or find the wrong ones.
+// "AB" < "b"), or a map would lose entries or find the wrong ones. An
+// upper-case fold would put "_" after "A".
 TEST(WNoCase, AgreesWithComparingFoldedTexts) {
   const wchar_t units[] = {L'a', L'A', L'b', L'B', L'_', L'[', L'\x00C9', L'\x00E9', L'\x0394', L'\x03B4', L'\x00FF'};
-  EXPECT_TRUE(WNoCase()(L"_", L"A"));  // an upper-case fold would order these the other way
-  EXPECT_FALSE(WNoCase()(L"\x00C9t\x00E9", L"\x00E9T\x00C9"));
   std::mt19937 random(5);
   const auto text = [&] {
     std::wstring result;
     for (int n = random() % 5; n > 0; --n) result += units[random() % std::size(units)];
     return result;
   };
-  for (int i = 0; i < 100000; ++i) {
+  for (int i = 0; i < 20000; ++i) {
     const std::wstring left = text(), right = text();
-    ASSERT_EQ(WNoCase()(left, right), ORV::ToLower(left) < ORV::ToLower(right))
+    ASSERT_EQ(ORV::WNoCase()(left, right), ORV::ToLower(left) < ORV::ToLower(right))
         << ::testing::PrintToString(left) << " " << ::testing::PrintToString(right);
   }
 }
-
-}  // namespace

@@ -1,19 +1,19 @@
-#include "win32.h"
-
 #include "ORVBaseException.h"
+
+#include <string>
+#include <string_view>
 
 #include "ORVMessages.h"
 
 namespace ORV {
 namespace {
 
+// Type names are class names, plain ASCII: each byte is widened to the unit
+// of the same value (this library sits below the charset library).
 std::wstring WidenTypeName(const char* typeName) {
-  if (typeName == nullptr || *typeName == '\0') return {};
-  const int length = ::MultiByteToWideChar(CP_ACP, 0, typeName, -1, nullptr, 0);
-  if (length <= 1) return {};
-  std::wstring wide(static_cast<size_t>(length - 1), L'\0');
-  ::MultiByteToWideChar(CP_ACP, 0, typeName, -1, wide.data(), length);
-  return wide;
+  if (typeName == nullptr) return {};
+  const std::string_view name(typeName);
+  return std::wstring(name.begin(), name.end());
 }
 
 std::wstring TextOf(const SmartPtr<MessageInfo>& info) { return info ? ORVMessages::Format(*info) : std::wstring(); }
