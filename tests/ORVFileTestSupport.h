@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <string>
 #include <type_traits>
 
@@ -17,6 +18,14 @@
 #include "ORVUnderWine.h"
 
 namespace orvtest {
+
+/// How many times the default amount of random work to do: ORV_TEST_SCALE
+/// when it is a positive integer (make soak sets 10), else 1.
+inline int TestScale() {
+  const char* text = std::getenv("ORV_TEST_SCALE");
+  const int scale = text != nullptr ? std::atoi(text) : 0;
+  return scale > 0 ? scale : 1;
+}
 
 /// What a call raised: the class by its type name ("" when nothing was
 /// thrown), the catalogue message, the Win32 error recorded, the text.
