@@ -19,7 +19,6 @@
 
 #include "ORVBaseException.h"
 #include "ORVBinaryStreamMemory.h"
-#include "ORVStaticMemoryBuffer.h"
 
 namespace model {
 
@@ -145,6 +144,14 @@ struct StaticModel : Model {
   }
   using Model::vCopy;
   bool constant;
+};
+
+// A copy destination that takes at most room bytes in all.
+struct Filling : ORV::BinaryStreamMemory {
+  explicit Filling(std::uint32_t room) : BinaryStreamMemory(std::string(room, '.').data(), room) {}
+  std::uint32_t vPut(const void* data, std::uint32_t n) override {
+    return BinaryStreamMemory::vPut(data, std::min(n, Size() - std::min(vTellP(), Size())));
+  }
 };
 
 // One real buffer and its reference; each extra shows what its side holds
@@ -274,11 +281,10 @@ class Driver {
       default:
         if (!p.peekUnder || Below(2) == 0)
           return both("Copy into a buffer that fills up", [&](Buf& b, std::string& out) {
-            char block[24] = {};
-            ORVFile::StaticMemoryBuffer dest(block, 24);
+            Filling dest(24);
             dest.vSeekP(off, Begin);
             const std::uint32_t k = b.vCopy(dest, n);
-            return out = text(block, 24), k;
+            return out = text(dest.Bytes().data(), dest.Size()), k;
           });
         op = "Peek beneath " + std::to_string(n % 20);
         p.peekUnder(n % 20);

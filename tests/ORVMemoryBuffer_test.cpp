@@ -14,6 +14,7 @@
 #include "ORVFastVector.h"
 #include "ORVFileTestSupport.h"
 #include "ORVMemoryBuffer.h"
+#include "ORVStaticMemoryBuffer.h"
 #include "ORVSubBinaryStreamBuf.h"
 
 namespace {
