@@ -22,9 +22,9 @@ endfunction()
 # dllexport (ORVMem160NT today), and the statically linked libgcc, libstdc++
 # and winpthread mark nothing for export. ORVFile.exports checks that this
 # stays so. The two test seams of ORVFile160NT, FileCallsForTesting and
-# AvailableBytesForTesting (pubhdr/ORVFileSeam.h, pubhdr/ORVWatcherSeam.h),
-# are declared in public headers like every other export: a user's fault
-# tests may swap the system calls the DLL makes, as ours do.
+# AvailableBytesForTesting, are exported for our test programs only: their
+# headers (src/seams/ORVFileSeam.h, src/seams/ORVWatcherSeam.h) are not
+# installed, so no application swaps the system calls the DLL makes.
 function(orv_add_dll name)
   cmake_parse_arguments(ARG "" "BUILD_DEFINE;PUBLIC_HEADERS;DESCRIPTION" "SOURCES;LINKS" ${ARGN})
   if(NOT ARG_DESCRIPTION)
@@ -73,6 +73,7 @@ function(orv_add_test name)
   add_executable(${name} ${ARG_SOURCES})
   target_link_libraries(${name} PRIVATE GTest::gtest_main ${ARG_LINKS})
   orv_common_settings(${name})
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/src/seams)
   add_test(NAME ${name} COMMAND ${name})
   set_tests_properties(${name} PROPERTIES FIXTURES_REQUIRED wine)
 endfunction()

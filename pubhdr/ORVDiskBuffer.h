@@ -43,8 +43,13 @@
 /// Failures of the file are the file handle's exceptions (ORVCFile.h): a
 /// directory that does not exist gives FileCannotOpenException at the first
 /// byte outside the window, and the buffer stays usable (the file is tried
-/// again next time). A failed write or read leaves the bytes before it placed
-/// and the positions counting them. Windows and positions stay below 2 GiB.
+/// again next time). The file handle writes all it is given or throws
+/// WriteErrorException, a short write included, so Put never returns less
+/// than it was given: when a write fails part-way, Put throws that exception,
+/// and the bytes of the Put before the failing piece stay placed, with the
+/// positions and the size counting them (the failing piece counts as not
+/// written, whatever part of it reached the disk). A failed read leaves the
+/// bytes before it placed alike. Windows and positions stay below 2 GiB.
 #pragma once
 
 #include <cstdint>
@@ -101,11 +106,10 @@ class ORVFILE_API DiskBuffer : public ORV::BinaryStreamBuf {
   bool vEndOfFile() override;
 
  private:
-  std::uint32_t SeekTarget(std::uint32_t position, std::int32_t offset, Direction direction) const;
   bool InWindow(std::uint32_t position) const;
   std::uint32_t WindowLength(std::uint32_t start) const;  // the bytes of data a window from start holds
   void OpenAndSeek(std::uint32_t offset);
-  std::uint32_t WriteToFile(std::uint32_t offset, const unsigned char* data, std::uint32_t count);
+  void WriteToFile(std::uint32_t offset, const unsigned char* data, std::uint32_t count);
   void ReadFromFile(std::uint32_t offset, unsigned char* dest, std::uint32_t count);
   void WriteBack();
   void MoveWindow(std::uint32_t offset);

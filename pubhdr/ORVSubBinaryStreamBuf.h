@@ -61,8 +61,7 @@ class ORVFILE_API SubBinaryStreamBuf : public ORV::BinaryStreamBuf {
 
  private:
   // The window's rule for an underlying position: below 1 is 0, then into start..end.
-  std::int32_t Clamp(std::int64_t target) const;
-  std::int64_t Target(std::int64_t current, std::int32_t offset, Direction direction) const;
+  ORV::SeekRange Window() const;  // start..end, End counting backwards from end
 
   std::uint32_t m_start;
   std::uint32_t m_end;

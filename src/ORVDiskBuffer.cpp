@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "ORVCFile.h"
+#include "ORVCriticalSection.h"
 #include "ORVDiskBuffer.h"
 
 namespace ORVFile {
@@ -15,32 +16,6 @@ namespace ORVFile {
 namespace {
 
 constexpr std::uint32_t kUnknownPosition = std::numeric_limits<std::uint32_t>::max();
-
-// A critical section for its whole life; Enter and Leave through Lock.
-class CriticalSection {
- public:
-  explicit CriticalSection(DWORD spinCount) noexcept {
-    // Cannot fail since Windows Vista.
-    ::InitializeCriticalSectionAndSpinCount(&m_section, spinCount);
-  }
-  ~CriticalSection() { ::DeleteCriticalSection(&m_section); }
-  CriticalSection(const CriticalSection&) = delete;
-  CriticalSection& operator=(const CriticalSection&) = delete;
-
-  class Lock {
-   public:
-    explicit Lock(CriticalSection& owner) noexcept : m_owner(owner) { ::EnterCriticalSection(&m_owner.m_section); }
-    ~Lock() { ::LeaveCriticalSection(&m_owner.m_section); }
-    Lock(const Lock&) = delete;
-    Lock& operator=(const Lock&) = delete;
-
-   private:
-    CriticalSection& m_owner;
-  };
-
- private:
-  CRITICAL_SECTION m_section;
-};
 
 std::string Environment(const char* name) {
   const char* value = std::getenv(name);
@@ -50,7 +25,7 @@ std::string Environment(const char* name) {
 // The process-wide part of the name generator: built once (a function-local
 // static, so its construction is thread-safe), filled under its lock on first use.
 struct TempNames {
-  CriticalSection lock{4000};
+  ORV::CriticalSection lock{4000};
   bool ready = false;
   std::string defaultDirectory;
   int processId = 0;
@@ -62,7 +37,7 @@ struct TempNames {
   }
 
   void SetUpOnce() {
-    const CriticalSection::Lock held(lock);
+    const ORV::CriticalSectionLock held(lock);
     if (ready) return;
     defaultDirectory = Environment("TEMP");
     if (defaultDirectory.empty()) defaultDirectory = Environment("TMP");
@@ -104,24 +79,6 @@ std::uint32_t DiskBuffer::WindowLength(std::uint32_t start) const {
   return m_size > start ? std::min(m_size - start, m_memorySize) : 0;
 }
 
-// The table, row by row: results stay within 0..size.
-std::uint32_t DiskBuffer::SeekTarget(std::uint32_t position, std::int32_t offset, Direction direction) const {
-  const std::int64_t back = -std::int64_t{offset};
-  switch (direction) {
-    case Begin:
-      return offset < 0 ? 0 : std::min(static_cast<std::uint32_t>(offset), m_size);
-    case End:
-      if (offset >= 0) return m_size;
-      return back < m_size ? m_size - static_cast<std::uint32_t>(back) : 0;
-    case Current:
-      if (offset > 0)
-        return static_cast<std::uint32_t>(std::min<std::int64_t>(std::int64_t{position} + offset, m_size));
-      if (offset == 0) return position;
-      return back < position ? position - static_cast<std::uint32_t>(back) : 0;
-  }
-  return position;
-}
-
 void DiskBuffer::OpenAndSeek(std::uint32_t offset) {
   if (!m_file) {
     // Kept only once open: a directory that is missing now may be there next time.
@@ -139,12 +96,12 @@ void DiskBuffer::OpenAndSeek(std::uint32_t offset) {
   m_filePosition = offset;
 }
 
-std::uint32_t DiskBuffer::WriteToFile(std::uint32_t offset, const unsigned char* data, std::uint32_t count) {
+// The handle writes all or throws (ORVCFile.h): a short write never comes back here.
+void DiskBuffer::WriteToFile(std::uint32_t offset, const unsigned char* data, std::uint32_t count) {
   OpenAndSeek(offset);
   m_filePosition = kUnknownPosition;
-  const std::uint32_t written = m_file->Write(data, 1, count);
-  m_filePosition = offset + written;
-  return written;
+  m_file->Write(data, 1, count);
+  m_filePosition = offset + count;
 }
 
 void DiskBuffer::ReadFromFile(std::uint32_t offset, unsigned char* dest, std::uint32_t count) {
@@ -163,7 +120,8 @@ void DiskBuffer::WriteBack() {
   for (std::uint32_t written = 0; written < length;) {
     const std::uint32_t got = m_cache.vGet(m_transfer.data(), std::min(length - written, kTransferPiece));
     if (got == 0) break;
-    written += WriteToFile(m_windowStart + written, m_transfer.data(), got);
+    WriteToFile(m_windowStart + written, m_transfer.data(), got);
+    written += got;
   }
   m_dirty = false;
 }
@@ -195,8 +153,7 @@ void DiskBuffer::FollowPosition(std::uint32_t position) {
 std::uint32_t DiskBuffer::vPut(const void* data, std::uint32_t count) {
   const auto* bytes = static_cast<const unsigned char*>(data);
   std::uint32_t done = 0;
-  bool shortWrite = false;
-  while (done < count && !shortWrite) {
+  while (done < count) {
     std::uint32_t piece = count - done;
     if (InWindow(m_put)) {
       piece = std::min(piece, m_windowStart + m_memorySize - m_put);
@@ -205,9 +162,7 @@ std::uint32_t DiskBuffer::vPut(const void* data, std::uint32_t count) {
       m_dirty = true;
     } else {
       if (m_memorySize != 0 && m_put < m_windowStart) piece = std::min(piece, m_windowStart - m_put);
-      const std::uint32_t written = WriteToFile(m_put, bytes + done, piece);
-      shortWrite = written < piece;
-      piece = written;
+      WriteToFile(m_put, bytes + done, piece);
     }
     m_put += piece;
     done += piece;
@@ -221,7 +176,7 @@ std::uint32_t DiskBuffer::vPut(const void* data, std::uint32_t count) {
 std::uint32_t DiskBuffer::vTellP() { return m_put; }
 
 std::uint32_t DiskBuffer::vSeekP(std::int32_t offset, Direction direction) {
-  return m_put = SeekTarget(m_put, offset, direction);
+  return m_put = ORV::SeekRange(0, m_size).Seek(m_put, offset, direction);
 }
 
 std::uint32_t DiskBuffer::vGet(void* dest, std::uint32_t count) {
@@ -250,7 +205,7 @@ std::uint32_t DiskBuffer::vGet(void* dest, std::uint32_t count) {
 std::uint32_t DiskBuffer::vTellG() { return m_get; }
 
 std::uint32_t DiskBuffer::vSeekG(std::int32_t offset, Direction direction) {
-  return m_get = SeekTarget(m_get, offset, direction);
+  return m_get = ORV::SeekRange(0, m_size).Seek(m_get, offset, direction);
 }
 
 void DiskBuffer::vFlush() {

@@ -9,25 +9,6 @@
 #include "ORVCFileBuffer.h"
 
 namespace ORVFile {
-namespace {
-
-using Direction = ORV::BinaryStreamBuf::Direction;
-
-// Where a seek from position lands before clamping; an unknown direction stays put.
-std::int64_t SeekTarget(std::uint32_t position, std::uint32_t size, std::int32_t offset, Direction direction) {
-  switch (direction) {
-    case Direction::Begin:
-      return offset;
-    case Direction::End:
-      return std::int64_t{size} + offset;
-    case Direction::Current:
-      return std::int64_t{position} + offset;
-  }
-  return position;
-}
-
-}  // namespace
-
 MemoryBuffer::MemoryBuffer(std::uint32_t chunkSize)
     : BinaryStreamBuf(CanGet | CanSeek), m_chunkSize(chunkSize == 0 ? kDefaultChunkSize : chunkSize) {}
 
@@ -97,12 +78,10 @@ std::uint32_t MemoryBuffer::vPut(const void* data, std::uint32_t count) {
 std::uint32_t MemoryBuffer::vTellP() { return m_put; }
 
 std::uint32_t MemoryBuffer::vSeekP(std::int32_t offset, Direction direction) {
-  const std::int64_t target = std::clamp<std::int64_t>(SeekTarget(m_put, m_size, offset, direction), 0,
-                                                       std::numeric_limits<std::uint32_t>::max());
+  const std::uint32_t target = ORV::SeekRange(0, m_size).PastLast().Seek(m_put, offset, direction);
   // The zeros go at the put position, not at the end: see the header.
-  if (target > m_size) vPut(nullptr, static_cast<std::uint32_t>(target - m_size));
-  m_put = static_cast<std::uint32_t>(target);
-  return m_put;
+  if (target > m_size) vPut(nullptr, target - m_size);
+  return m_put = target;
 }
 
 template <class Sink>
@@ -132,8 +111,7 @@ std::uint32_t MemoryBuffer::vGet(void* dest, std::uint32_t count) {
 std::uint32_t MemoryBuffer::vTellG() { return m_get; }
 
 std::uint32_t MemoryBuffer::vSeekG(std::int32_t offset, Direction direction) {
-  m_get = static_cast<std::uint32_t>(std::clamp<std::int64_t>(SeekTarget(m_get, m_size, offset, direction), 0, m_size));
-  return m_get;
+  return m_get = ORV::SeekRange(0, m_size).Seek(m_get, offset, direction);
 }
 
 void MemoryBuffer::vFlush() {}

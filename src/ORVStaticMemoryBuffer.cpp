@@ -28,19 +28,9 @@ void StaticMemoryBuffer::ThrowIfConst(const char* text) const {
 }
 
 std::uint32_t StaticMemoryBuffer::Seek(std::uint32_t position, std::int32_t offset, Direction direction) const {
-  std::int64_t target = 0;
-  switch (direction) {
-    case Begin:
-      target = offset;
-      break;
-    case End:  // backwards from the end
-      target = std::int64_t{m_size} - offset;
-      break;
-    case Current:
-      target = std::int64_t{position} + offset;
-      break;
-  }
-  return static_cast<std::uint32_t>(std::clamp<std::int64_t>(target, 0, m_size));
+  // An unknown direction gives 0 here, where the other buffers stay put.
+  if (direction != Begin && direction != End && direction != Current) return 0;
+  return ORV::SeekRange(0, m_size).EndCountsBack().Seek(position, offset, direction);
 }
 
 std::uint32_t StaticMemoryBuffer::Remaining(std::uint32_t count) const { return std::min(count, m_size - m_get); }

@@ -14,31 +14,15 @@ SubBinaryStreamBuf::SubBinaryStreamBuf(std::uint32_t start, std::uint32_t end, O
 
 SubBinaryStreamBuf::~SubBinaryStreamBuf() = default;
 
-std::int32_t SubBinaryStreamBuf::Clamp(std::int64_t target) const {
-  if (target < 1) target = 0;
-  target = std::max<std::int64_t>(target, m_start);
-  return static_cast<std::int32_t>(std::min<std::int64_t>(target, m_end));
-}
-
-std::int64_t SubBinaryStreamBuf::Target(std::int64_t current, std::int32_t offset, Direction direction) const {
-  switch (direction) {
-    case Begin:
-      return std::int64_t{m_start} + offset;
-    case End:  // backwards from the end
-      return std::int64_t{m_end} - offset;
-    case Current:
-      return current + offset;
-  }
-  return current;
-}
+ORV::SeekRange SubBinaryStreamBuf::Window() const { return ORV::SeekRange(m_start, m_end).EndCountsBack(); }
 
 std::uint32_t SubBinaryStreamBuf::vPut(const void* data, std::uint32_t count) { return m_underlying.vPut(data, count); }
 
 std::uint32_t SubBinaryStreamBuf::vTellP() { return m_underlying.vTellP() - m_start; }
 
 std::uint32_t SubBinaryStreamBuf::vSeekP(std::int32_t offset, Direction direction) {
-  const std::int32_t target = Clamp(Target(m_underlying.vTellP(), offset, direction));
-  return m_underlying.vSeekP(target, Begin) - m_start;
+  const std::uint32_t target = Window().Seek(m_underlying.vTellP(), offset, direction);
+  return m_underlying.vSeekP(static_cast<std::int32_t>(target), Begin) - m_start;
 }
 
 std::uint32_t SubBinaryStreamBuf::vGet(void* dest, std::uint32_t count) {
@@ -50,9 +34,9 @@ std::uint32_t SubBinaryStreamBuf::vTellG() { return m_underlying.vTellG() - m_un
 
 std::uint32_t SubBinaryStreamBuf::vSeekG(std::int32_t offset, Direction direction) {
   const std::int64_t current = std::int64_t{m_underlying.vTellG()} - m_underlying.LookAheadCount();
-  const std::int32_t target = Clamp(Target(current, offset, direction));
+  const std::uint32_t target = Window().Seek(current, offset, direction);
   if (target == 0) m_underlying.DropLookAhead();
-  return m_underlying.vSeekG(target, Begin) - m_start;
+  return m_underlying.vSeekG(static_cast<std::int32_t>(target), Begin) - m_start;
 }
 
 void SubBinaryStreamBuf::vFlush() { m_underlying.vFlush(); }

@@ -38,84 +38,47 @@ class CFileTest : public orvtest::TempDirTest {
   void ExpectRaised(const Raised& raised, const char* type, const char* message, unsigned number, DWORD error) {
     const std::string path = P("f");
     std::wstring text(message, message + std::char_traits<char>::length(message));
-    EXPECT_EQ(raised.type, type);
+    EXPECT_EQ(raised.type + " " + std::to_string(raised.number) + " " + std::to_string(raised.lastError) + " " +
+                  raised.source,
+              std::string(type) + " " + std::to_string(number) + " " + std::to_string(error) + " ORVCFile.cpp");
     EXPECT_EQ(raised.what, text.replace(text.find(L"%1"), 2, std::wstring(path.begin(), path.end())));
-    EXPECT_EQ(raised.number, number);
-    EXPECT_EQ(raised.lastError, error);
-    EXPECT_EQ(raised.source, "ORVCFile.cpp");
   }
 };
 
 TEST_F(CFileTest, OpenModesAndSharing) {
-  struct Row {
-    OpenMode mode;
-    const char* before;  // null: missing; "/": a directory
-    const char* raised;  // "": the open succeeds, giving size and leaving after
-    const char* message;
-    DWORD error;
-    std::uint32_t size;
-    const char* after;
-  };
-  const Row rows[] = {
-      {OpenMode::OpenRead, nullptr, "FileCannotOpenException", kOpenRead, ERROR_FILE_NOT_FOUND, 0, nullptr},
-      {OpenMode::ReadWrite, "/", "FileAccessDeniedException", kOpenWrite, ERROR_ACCESS_DENIED, 0, nullptr},
-      {OpenMode::ReadWrite, nullptr, "", nullptr, 0, 0, ""},
-      {OpenMode::ReadWrite, "hello", "", nullptr, 0, 5, "hello"},
-      {OpenMode::CreateReadWrite, "hello", "", nullptr, 0, 0, ""},
-      {static_cast<OpenMode>(3), "hello", "FileCannotOpenException", kOpenWrite, ERROR_INVALID_PARAMETER, 0, "hello"},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(static_cast<int>(&row - rows));
-    const bool directory = row.before != nullptr && *row.before == '/';
-    if (directory) {
-      ASSERT_TRUE(::CreateDirectoryA(P("f").c_str(), nullptr));
-    } else if (row.before != nullptr) {
-      Put("f", row.before);
-    }
-    {
-      CFile file(P("f"));
-      std::uint32_t size = ~0u;
-      const Raised raised = Catch([&] { size = file.Open(row.mode); });
-      if (*row.raised != '\0') {
-        ExpectRaised(raised, row.raised, row.message, row.message == kOpenRead ? 1 : 2, row.error);
-        EXPECT_FALSE(file.IsOpen());
-      } else {
-        EXPECT_EQ(size, row.size);
-      }
-    }
-    if (directory) {
-      EXPECT_TRUE(::RemoveDirectoryA(P("f").c_str()));
-    } else if (row.after != nullptr) {
-      EXPECT_EQ(Got("f"), row.after);
-      Remove("f");
-    }
-  }
-  // A writer holds the file alone; opening its own file again is no violation.
-  CFile writer(P("f")), reader(P("f"));
-  writer.Open(OpenMode::ReadWrite);
+  CFile file(P("f")), reader(P("f"));
+  ExpectRaised(Catch([&] { file.Open(OpenMode::OpenRead); }), "FileCannotOpenException", kOpenRead, 1,
+               ERROR_FILE_NOT_FOUND);
+  ASSERT_TRUE(::CreateDirectoryA(P("f").c_str(), nullptr));
+  ExpectRaised(Catch([&] { file.Open(OpenMode::ReadWrite); }), "FileAccessDeniedException", kOpenWrite, 2,
+               ERROR_ACCESS_DENIED);
+  EXPECT_FALSE(file.IsOpen());
+  ASSERT_TRUE(::RemoveDirectoryA(P("f").c_str()));
+  EXPECT_EQ(file.Open(OpenMode::ReadWrite), 0u);  // made
+  file.Write("hello", 1, 5);
+  file.Close();
+  ExpectRaised(Catch([&] { file.Open(static_cast<OpenMode>(3)); }), "FileCannotOpenException", kOpenWrite, 2,
+               ERROR_INVALID_PARAMETER);
+  EXPECT_EQ(file.Open(OpenMode::ReadWrite), 5u);  // kept
+  // The writer holds the file alone; opening its own file again is no violation.
   ExpectRaised(Catch([&] { reader.Open(OpenMode::OpenRead); }), "SharingViolationException", kOpenRead, 1,
                ERROR_SHARING_VIOLATION);
-  EXPECT_NO_THROW(writer.Open(OpenMode::CreateReadWrite));
-  writer.Delete();
+  EXPECT_EQ(file.Open(OpenMode::CreateReadWrite), 0u);  // emptied
+  file.Delete();
 }
 
-TEST_F(CFileTest, ReadsWritesAndDeletes) {
+TEST_F(CFileTest, ReadsWritesAndDeletesAtTheEdges) {
   Put("f", "abcdef");
   CFile file(P("f"));
   file.Open(OpenMode::OpenRead);
   char buffer[16] = {};
-  EXPECT_EQ(file.Read(buffer, 1, 10, false), 6u);
-  // Exact past the end: the read error, the bytes that came counted, the handle still usable.
+  // Exact past the end: the read error, the bytes that came counted.
   file.Seek(3, SeekMethod::Begin);
   ExpectRaised(Catch([&] { file.Read(buffer, 1, 10, true); }), "FileException",
                "An error occurred while reading data from file %1.", 8, ERROR_HANDLE_EOF);
   EXPECT_EQ(file.Tell(), 6u);
-  file.Seek(1, SeekMethod::Begin);
-  EXPECT_EQ(file.Read(buffer, 1, 5, true), 5u);
-  EXPECT_EQ(std::string(buffer, 5), "bcdef");
   // A handle opened for reading refuses writes, with the system's reason.
   ExpectRaised(Catch([&] { file.Write("x", 1, 1); }), "WriteErrorException", kWrite, 13, ERROR_ACCESS_DENIED);
-  EXPECT_EQ(file.Tell(), 6u);
   file.Close();
   ::SetFileAttributesA(P("f").c_str(), FILE_ATTRIBUTE_READONLY);
   ExpectRaised(Catch([&] { file.Delete(); }), "FileCannotDeleteException",
@@ -143,6 +106,13 @@ TEST_F(CFileTest, FaultsThroughTheSeam) {
 #define ORV_FAIL(call) [](FileCalls& c) { c.call = Failing<decltype(c.call)>::Call; }
   const Row rows[] = {
       {ORV_FAIL(WriteFile), ERROR_DISK_FULL, [](CFile& f) { f.Write("abc", 1, 3); }, "WriteErrorException", kWrite, 13},
+      // The system takes two of three bytes and reports no error: a short write is a failure too.
+      {[](FileCalls& c) {
+         c.WriteFile = [](HANDLE h, LPCVOID d, DWORD, LPDWORD w, LPOVERLAPPED) {
+           return ::WriteFile(h, d, 2, w, nullptr);
+         };
+       },
+       ERROR_DISK_FULL, [](CFile& f) { f.Write("abc", 1, 3); }, "WriteErrorException", kWrite, 13},
       {ORV_FAIL(CreateFileA), ERROR_SHARING_VIOLATION, [](CFile& f) { f.Open(OpenMode::ReadWrite); },
        "SharingViolationException", kOpenWrite, 2},
       {ORV_FAIL(SetFilePointer), ERROR_INVALID_HANDLE, [](CFile& f) { f.Seek(1, SeekMethod::Begin); }, "FileException",
@@ -234,7 +204,7 @@ TEST_F(CFileTest, RandomOperationsAgainstAModel) {
     {
       CFile file(P("f"), FileHint::RandomAccess, true, overlapped);
       file.Open(OpenMode::CreateReadWrite);
-      for (int step = 0; step < 3000; ++step) {
+      for (int step = 0; step < 3000 * orvtest::TestScale(); ++step) {
         const auto length = static_cast<std::uint32_t>(disk.size());
         const std::uint32_t n = pick(length + 50);
         switch (pick(5)) {

@@ -143,4 +143,43 @@ class ORV_BASE_API BinaryStreamBuf {
   unsigned char m_lookAhead[kLookAheadCapacity] = {};
 };
 
+/// The seek arithmetic every buffer of the family shares: where an offset
+/// counted from Begin, End or the current position lands, kept within the
+/// range a buffer allows. Begin counts from `first`, End from `last`,
+/// Current from the position given; the result is clamped to first..last:
+/// \code
+///   SeekRange(0, 50).Seek(7, 10, End)                   -> 50  (size + 10, clamped)
+///   SeekRange(0, 50).Seek(7, -60, Current)              -> 0
+///   SeekRange(0, 50).EndCountsBack().Seek(7, 10, End)   -> 40  (size - 10)
+///   SeekRange(8, 20).EndCountsBack().Seek(9, 3, Begin)  -> 11  (a window onto 8..19)
+///   SeekRange(0, 50).PastLast().Seek(7, 60, Current)    -> 67  (a put side that grows)
+/// \endcode
+/// A direction outside the three leaves the position as given, clamped.
+class ORV_BASE_API SeekRange {
+ public:
+  /// Positions first..last; End offsets are added to last (size + offset).
+  SeekRange(std::uint32_t first, std::uint32_t last) : m_first(first), m_last(last) {}
+  /// End offsets count backwards from last (last - offset), as a buffer over
+  /// the caller's memory and a window onto another buffer read them.
+  SeekRange& EndCountsBack() {
+    m_endBack = true;
+    return *this;
+  }
+  /// Positions beyond last are allowed, up to 4 GiB - 1: a put side that grows.
+  SeekRange& PastLast() {
+    m_pastLast = true;
+    return *this;
+  }
+  /// The position an offset from direction reaches from position. The
+  /// position given may lie outside the range, below 0 too (a window's
+  /// underlying get position less a look-ahead held from before a seek).
+  std::uint32_t Seek(std::int64_t position, std::int32_t offset, BinaryStreamBuf::Direction direction) const;
+
+ private:
+  std::uint32_t m_first;
+  std::uint32_t m_last;
+  bool m_endBack = false;
+  bool m_pastLast = false;
+};
+
 }  // namespace ORV

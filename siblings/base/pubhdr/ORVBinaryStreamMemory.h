@@ -45,8 +45,6 @@ class ORV_BASE_API BinaryStreamMemory : public BinaryStreamBuf {
   bool vEndOfFile() override;
 
  private:
-  std::uint32_t Seek(std::uint32_t position, std::int32_t offset, Direction direction) const;
-
   std::vector<unsigned char> m_bytes;
   std::uint32_t m_get = 0;
   std::uint32_t m_put = 0;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <cstdint>
 #include <cstring>
 #include <string>
 
@@ -179,6 +180,24 @@ std::uint32_t BinaryStreamBuf::Peek(void* dest, std::uint32_t count) {
   const std::uint32_t shown = std::min<std::uint32_t>(count, m_lookAheadCount);
   if (shown > 0) std::memcpy(dest, m_lookAhead + m_lookAheadBegin, shown);
   return shown;
+}
+
+std::uint32_t SeekRange::Seek(std::int64_t position, std::int32_t offset, BinaryStreamBuf::Direction direction) const {
+  std::int64_t target = position;
+  switch (direction) {
+    case BinaryStreamBuf::Begin:
+      target = std::int64_t{m_first} + offset;
+      break;
+    case BinaryStreamBuf::End:
+      target = m_endBack ? std::int64_t{m_last} - offset : std::int64_t{m_last} + offset;
+      break;
+    case BinaryStreamBuf::Current:
+      target = position + offset;
+      break;
+  }
+  const std::int64_t highest = m_pastLast ? std::int64_t{UINT32_MAX} : m_last;
+  // Not std::clamp: a window whose first lies beyond its last gives last, not undefined behaviour.
+  return static_cast<std::uint32_t>(std::min(std::max(target, std::int64_t{m_first}), highest));
 }
 
 }  // namespace ORV

@@ -26,7 +26,7 @@ std::uint32_t BinaryStreamMemory::vPut(const void* data, std::uint32_t count) {
 std::uint32_t BinaryStreamMemory::vTellP() { return m_put; }
 
 std::uint32_t BinaryStreamMemory::vSeekP(std::int32_t offset, Direction direction) {
-  return m_put = Seek(m_put, offset, direction);
+  return m_put = SeekRange(0, vSize()).Seek(m_put, offset, direction);
 }
 
 std::uint32_t BinaryStreamMemory::vGet(void* dest, std::uint32_t count) {
@@ -40,7 +40,7 @@ std::uint32_t BinaryStreamMemory::vGet(void* dest, std::uint32_t count) {
 std::uint32_t BinaryStreamMemory::vTellG() { return m_get; }
 
 std::uint32_t BinaryStreamMemory::vSeekG(std::int32_t offset, Direction direction) {
-  return m_get = Seek(m_get, offset, direction);
+  return m_get = SeekRange(0, vSize()).Seek(m_get, offset, direction);
 }
 
 void BinaryStreamMemory::vFlush() {}
@@ -63,22 +63,5 @@ void BinaryStreamMemory::vClearEnd() {
 std::uint32_t BinaryStreamMemory::vSize() { return static_cast<std::uint32_t>(m_bytes.size()); }
 
 bool BinaryStreamMemory::vEndOfFile() { return m_get >= vSize(); }
-
-std::uint32_t BinaryStreamMemory::Seek(std::uint32_t position, std::int32_t offset, Direction direction) const {
-  const std::int64_t size = static_cast<std::int64_t>(m_bytes.size());
-  std::int64_t target = position;
-  switch (direction) {
-    case Begin:
-      target = offset;
-      break;
-    case End:
-      target = size + offset;
-      break;
-    case Current:
-      target = std::int64_t{position} + offset;
-      break;
-  }
-  return static_cast<std::uint32_t>(std::clamp<std::int64_t>(target, 0, size));
-}
 
 }  // namespace ORV

@@ -2,6 +2,7 @@
 // bytes of a directory. Production code leaves it at the legacy path's
 // GetAvailableDiskSpace; a test swaps it before it creates a watcher and puts
 // it back after the watcher is gone, so that free space is what the test says.
+// Not installed: only the DLL's sources and the test programs see it.
 #pragma once
 
 #include <cstdint>

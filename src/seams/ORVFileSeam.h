@@ -17,9 +17,13 @@
 //
 // The table is process-wide and not locked: swap entries only while no other
 // thread uses a file handle. Production code never writes to it.
+//
+// Not installed: only the DLL's sources and the test programs see this header,
+// so an application can neither swap the DLL's system calls nor get
+// <windows.h> from it.
 #pragma once
 
-#include <windows.h>
+#include "win32.h"
 
 #include "ORVFileDefs.h"
 #include "ORVSeamHandle.h"
