@@ -88,6 +88,7 @@ TEST_F(ObserverTest, DispatchesEachEventByKindAfterLookingAtTheDiskInArrivalOrde
   deleted.Set();
   ASSERT_TRUE(log.WaitFor(L"R:end"));
   observer->Shutdown();
+  observer.Reset();
   EXPECT_EQ(log.Calls(), expected);
   EXPECT_EQ(names, Calls(expected.size(), L"ObserverCallInterface::ProcessEvents"));
   ASSERT_TRUE(::DeleteFileW(P(L"File.TXT").c_str()));
