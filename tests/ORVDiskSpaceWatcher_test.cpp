@@ -62,11 +62,13 @@ struct DiskSpaceWatcherTest : TempDirTest {
     TempDirTest::TearDown();
   }
 
-  /// Running over entries added while it was paused: every pass sees them all.
-  static SmartPtr<DiskSpaceWatcher> Watching(Callbacks& recorder, unsigned period, const Entries& entries) {
+  /// Running over entries added (and one removed) while it was paused: every pass sees them all.
+  static SmartPtr<DiskSpaceWatcher> Watching(Callbacks& recorder, unsigned period, const Entries& entries,
+                                             const std::string& removed = "") {
     SmartPtr<DiskSpaceWatcher> watcher(new DiskSpaceWatcher(recorder.Callback(), period));
     watcher->Pause();
     for (const auto& [path, required] : entries) watcher->AddWatchedPath(path, required);
+    watcher->RemoveWatchedPath(removed);
     watcher->Resume();
     return watcher;
   }
@@ -107,7 +109,6 @@ TEST_F(DiskSpaceWatcherTest, RemoveTakesTheFirstEntryEqualInItsFirst65535Charact
   const std::string padded = m_dir + std::string(65535 - m_dir.size(), '\\');  // still names the directory
   const std::tuple<std::string, std::string, bool> rows[] = {
       // added, removed, removes
-      {m_dir, upper, true},
       {upper, m_dir, true},
       {m_dir, m_dir + "\\", false},
       {padded + "\\", padded + "x", true},             // the 65536th character is not compared
@@ -116,12 +117,7 @@ TEST_F(DiskSpaceWatcherTest, RemoveTakesTheFirstEntryEqualInItsFirst65535Charact
   g_free = 0;
   for (const auto& [added, removed, removes] : rows) {
     Callbacks recorder;
-    SmartPtr<DiskSpaceWatcher> watcher = Watching(recorder, 3600, {});
-    watcher->Pause();
-    for (std::uint64_t required : {1, 2}) watcher->AddWatchedPath(added, required);
-    watcher->AddWatchedPath(m_dir, 3);
-    watcher->RemoveWatchedPath(removed);
-    watcher->Resume();
+    SmartPtr<DiskSpaceWatcher> watcher = Watching(recorder, 3600, {{added, 1}, {added, 2}, {m_dir, 3}}, removed);
     ASSERT_TRUE(recorder.WaitCalls(1));
     EXPECT_EQ(recorder.passes.Get()[0],
               (removes ? L"" : Shortfall(added, 0, 1)) + Shortfall(added, 0, 2) + Shortfall(m_dir, 0, 3))

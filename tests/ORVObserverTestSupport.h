@@ -80,11 +80,7 @@ struct WatchTest : TempDirTest {
   void Touch(const std::string& name) const {
     ASSERT_TRUE(ORV::Handle(::CreateFileA(P(name).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr))) << name;
   }
-  std::wstring Lowered(const std::string& name) const {
-    std::wstring text = W(name);
-    for (wchar_t& c : text) c = ORV::AsciiToLower(c);
-    return text;
-  }
+  std::wstring Lowered(const std::string& name) const { return ORV::ToLower(W(name)); }
 };
 
 }  // namespace orvtest
