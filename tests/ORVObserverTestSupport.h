@@ -57,6 +57,9 @@ class Log {
 struct Recorder : ORVFile::ObserverCallInterface {
   explicit Recorder(Log* log, const ORV::SmartPtr<ORV::UnhandledExceptionFunction>& onException = nullptr)
       : ObserverCallInterface(onException), log(log) {}
+  ~Recorder() override {
+    if (log) log->Add(L"destroyed");
+  }
   void FileAdded(const ORVFile::WPath& path) override { Record(L"A:" + path.FullPath()); }
   void FileModified(const ORVFile::WPath& path) override { Record(L"M:" + path.FullPath()); }
   void DirectoryAdded(const ORVFile::WPath& path) override { Record(L"D:" + path.FullPath()); }
