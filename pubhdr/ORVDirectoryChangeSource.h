@@ -16,8 +16,11 @@
 /// What the system reports becomes, one batch per notification buffer and in
 /// the system's order, with the path made of the directory's text, a backslash
 /// and the name the system gives (relative to the directory, subdirectories
-/// included):
+/// included). A drive root keeps its backslash, which the legacy path drops
+/// ("C:" alone names the current directory of C:):
 /// ~~~
+///   WPath(L"C:\\")  ->  watches "C:\", events name "C:\a.txt"
+///
 ///   added -> Added, removed -> Removed, modified -> Modified,
 ///   renamed -> Removed (old name), then Added (new name).
 /// ~~~
@@ -80,7 +83,7 @@ class ORVFILE_API DirectoryChangeSource {
   DirectoryChangeSource& operator=(const DirectoryChangeSource&) = delete;
   ~DirectoryChangeSource();
 
-  /// The watched directory as the events name it.
+  /// The watched directory as the events name it ("C:\\" for a drive root).
   const std::wstring& Directory() const noexcept;
 
  private:

@@ -28,18 +28,16 @@
 /// constructor; later events are queued but never delivered. Event calls that
 /// fail throw ORV::LastErrorException.
 ///
-/// Lifetime. Counted (RefCounted): derive, create with new, hold in a
-/// SmartPtr. Call Shutdown before the last Release: the flag stops the worker
-/// before its next event (the rest of the queue is dropped, and later events
-/// are kept but never delivered). Decided here: Shutdown waits for the worker
-/// to end, that is for the handler in progress, so that the Release that
-/// follows never frees a derived object a handler still uses. From a handler
-/// it cannot wait for its own thread: it returns at once, the worker ends when
-/// that handler returns, and the last Release must wait until then (the
-/// derived part goes before the base's destructor can wait for the worker).
-/// Never drop the last reference from a handler. The destructor makes up for
-/// a missing Shutdown, too late for the derived part: a handler may be
-/// running while it goes.
+/// Lifetime. Counted: derive, create with new, hold in a SmartPtr (of this
+/// class or a derived one: AddRef, Release and NbRef below hide RefCounted's).
+/// Shutdown sets the flag and wakes the worker, which stops before its next
+/// event (the rest of the queue is dropped, and later events are kept but
+/// never delivered). Decided here: Shutdown does not wait for the handler in
+/// progress, so a caller may hold a lock that handler needs; the last Release
+/// waits instead (stopping the worker first if Shutdown was not called), before
+/// the derived part goes, so that no handler runs on a destroyed object. So
+/// never drop the last reference from a handler (nothing can wait there) or
+/// while holding a lock a handler needs.
 #pragma once
 
 #include <atomic>
@@ -73,8 +71,16 @@ class ORVFILE_API ObserverCallInterface : public ORV::RefCounted {
   ObserverCallInterface(const ObserverCallInterface&) = delete;
   ObserverCallInterface& operator=(const ObserverCallInterface&) = delete;
 
-  /// Sets the flag, wakes the worker and drops it (see Lifetime). The result
-  /// means nothing.
+  /// Counted as ORV::RefCounted (the count starts at 0), except that the last
+  /// Release stops the worker and waits for it to end before the object goes.
+  ///@{
+  long AddRef() const noexcept;
+  long Release() const noexcept;
+  long NbRef() const noexcept;
+  ///@}
+
+  /// Sets the flag and wakes the worker; returns at once, from any thread,
+  /// handlers included (see Lifetime). The result means nothing.
   virtual int Shutdown();
 
   /// The handlers, called on the worker one at a time with the lowered path
@@ -100,7 +106,7 @@ class ORVFILE_API ObserverCallInterface : public ORV::RefCounted {
   unsigned long ProcessEvents(void* unused);
   bool TakeFront(DeviceEvent& event);
   void Dispatch(const DeviceEvent& event);
-  void StopWorker();
+  void StopWorker() noexcept;
 
   std::deque<DeviceEvent> m_queue;
   ORV::CriticalSection m_lock;

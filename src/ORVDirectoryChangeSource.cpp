@@ -77,6 +77,19 @@ class ChangeReader {
 
 namespace {
 
+// The legacy path drops a root's separator, and "C:" names the current
+// directory of C:, not its root:  "C:\"  ->  "C:" (WPath)  ->  "C:\".
+std::wstring WatchedText(const WPath& directory) {
+  std::wstring text = directory.FullPath();
+  if (directory.HasDrive() && text.size() == 2) text += L'\\';
+  return text;
+}
+
+// What a name the system gives is appended to: "C:\" + "a.txt", "C:\dir" + "\" + "a.txt".
+std::wstring PrefixOf(const std::wstring& directory) {
+  return !directory.empty() && directory.back() == L'\\' ? directory : directory + L'\\';
+}
+
 HANDLE OpenDirectory(const std::wstring& path) {
   const HANDLE directory =
       ::CreateFileW(path.c_str(), FILE_LIST_DIRECTORY, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
@@ -165,8 +178,8 @@ DirectoryChangeSource::DirectoryChangeSource(const WPath& directory, bool recurs
                                              const SmartPtr<DirectoryObserverCallInterface>& target,
                                              unsigned long bufferBytes,
                                              const SmartPtr<ORV::UnhandledExceptionFunction>& onException)
-    : m_path(directory.FullPath()),
-      m_prefix(m_path + L"\\"),
+    : m_path(WatchedText(directory)),
+      m_prefix(PrefixOf(m_path)),
       m_target(target),
       m_directory(OpenDirectory(m_path)),
       m_reader(new detail::ChangeReader(m_directory.Get(), recursive, bufferBytes)),

@@ -126,6 +126,9 @@ unsigned long DiskSpaceWatcher::WatchThread(void* generation) {
     DiskSpaceWatcherNotifications shortfalls = Check();
     // Outside the lock: the callback may change the list.
     if (!shortfalls.empty()) (*m_callback)(&shortfalls);
+    // A callback that paused and resumed its watcher has reset the stop
+    // event for the new worker: only the generation tells this one to end.
+    if (Stopping(generation)) break;
     m_stop.Wait(m_period * 1000u);
   }
   return 0;

@@ -15,30 +15,44 @@ constexpr unsigned long kSpinCount = 4000;
 
 }  // namespace
 
+// The base's count holds one reference more than the users': the object's
+// own, dropped by the users' last Release once the worker has ended.
 ObserverCallInterface::ObserverCallInterface(const SmartPtr<ORV::UnhandledExceptionFunction>& onException)
     : m_lock(kSpinCount), m_wake(false, false) {
+  RefCounted::AddRef();
   SmartPtr<ORV::Function> loop(
       new ORV::MemberFunction<ObserverCallInterface>(*this, &ObserverCallInterface::ProcessEvents));
   m_worker.Start(
       SmartPtr<ORV::Thread>(new ORV::Thread(L"ObserverCallInterface::ProcessEvents", loop, nullptr, onException)));
 }
 
-// Makes up for a missing Shutdown (see the header); waits for a worker that
-// Shutdown had to keep because a handler called it.
-ObserverCallInterface::~ObserverCallInterface() {
-  m_shutdown = true;
-  m_wake.TrySet();
-  m_worker.Drop();
+ObserverCallInterface::~ObserverCallInterface() = default;
+
+long ObserverCallInterface::AddRef() const noexcept { return RefCounted::AddRef() - 1; }
+
+long ObserverCallInterface::Release() const noexcept {
+  const long count = RefCounted::Release() - 1;
+  if (count == 0) {
+    // The derived part is still whole here, and no user is left to need it.
+    const_cast<ObserverCallInterface*>(this)->StopWorker();
+    RefCounted::Release();
+  }
+  return count;
 }
 
+long ObserverCallInterface::NbRef() const noexcept { return RefCounted::NbRef() - 1; }
+
 int ObserverCallInterface::Shutdown() {
-  StopWorker();
+  m_shutdown = true;
+  m_wake.Set();
   return 0;
 }
 
-void ObserverCallInterface::StopWorker() {
+// Made up for a missing Shutdown, then waits for the handler in progress
+// (unless called on the worker).
+void ObserverCallInterface::StopWorker() noexcept {
   m_shutdown = true;
-  m_wake.Set();
+  m_wake.TrySet();
   m_worker.Drop();
 }
 

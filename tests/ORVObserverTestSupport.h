@@ -1,6 +1,7 @@
-// What the observer and change-source tests share: a log of calls ("A:path"
-// FileAdded, "M:" FileModified, "D:" DirectoryAdded, "R:" PathRemoved, "L:"
-// a loss) that outlives the observer writing it, and that observer.
+// What the watcher tests share: a log of calls that outlives what writes it,
+// an observer that logs its handler calls ("A:path" FileAdded, "M:"
+// FileModified, "D:" DirectoryAdded, "R:" PathRemoved), and a fresh
+// directory whose paths come wide and, as handlers see them, lowered.
 #pragma once
 
 #include <algorithm>
@@ -8,28 +9,31 @@
 #include <string>
 #include <vector>
 
+#include "ORVCharset.h"
 #include "ORVCriticalSection.h"
 #include "ORVEventSemaphore.h"
+#include "ORVFileTestSupport.h"
 #include "ORVObserverCallInterface.h"
 #include "ORVThreadTestSupport.h"
+#include "ORVToLower.h"
 
 namespace orvtest {
+
+using Calls = std::vector<std::wstring>;
 
 class Log {
  public:
   void Add(const std::wstring& call) {
-    {
-      ORV::CriticalSectionLock lock(m_lock);
-      m_calls.push_back(call);
-    }
+    ORV::CriticalSectionLock lock(m_lock);
+    m_calls.push_back(call);
     m_changed.Set();
   }
-  std::vector<std::wstring> Calls() {
+  Calls Get() {
     ORV::CriticalSectionLock lock(m_lock);
     return m_calls;
   }
   /// Waits until done(calls) holds; false when it never came.
-  bool WaitUntil(const std::function<bool(const std::vector<std::wstring>&)>& done) {
+  bool WaitUntil(const std::function<bool(const Calls&)>& done) {
     for (;;) {
       {
         ORV::CriticalSectionLock lock(m_lock);
@@ -39,42 +43,47 @@ class Log {
     }
   }
   bool WaitFor(const std::wstring& call) {
-    return WaitUntil([&](const auto& calls) { return std::find(calls.begin(), calls.end(), call) != calls.end(); });
+    return WaitUntil([&](const Calls& calls) { return std::find(calls.begin(), calls.end(), call) != calls.end(); });
   }
 
  private:
   ORV::CriticalSection m_lock{4000};
   ORV::EventSemaphore m_changed{false, false};
-  std::vector<std::wstring> m_calls;
+  Calls m_calls;
 };
 
-/// Logs every handler call; hook, set before events are posted, follows on the worker.
-class Recorder : public ORVFile::ObserverCallInterface {
- public:
-  explicit Recorder(Log& log, const ORV::SmartPtr<ORV::UnhandledExceptionFunction>& onException = nullptr)
-      : ObserverCallInterface(onException), m_log(log) {}
-
-  std::function<void(const std::wstring& call)> hook;
-
-  void FileAdded(const ORVFile::WPath& path) override { Record(L"A:", path); }
-  void FileModified(const ORVFile::WPath& path) override { Record(L"M:", path); }
-  void DirectoryAdded(const ORVFile::WPath& path) override { Record(L"D:", path); }
-  void PathRemoved(const ORVFile::WPath& path) override { Record(L"R:", path); }
-
- private:
-  void Record(const wchar_t* handler, const ORVFile::WPath& path) {
-    const std::wstring call = handler + path.FullPath();
-    m_log.Add(call);
+/// Logs to log unless it is null; hook, set before events are posted,
+/// follows each call on the worker.
+struct Recorder : ORVFile::ObserverCallInterface {
+  explicit Recorder(Log* log, const ORV::SmartPtr<ORV::UnhandledExceptionFunction>& onException = nullptr)
+      : ObserverCallInterface(onException), log(log) {}
+  ~Recorder() override {
+    if (log) log->Add(L"destroyed");
+  }
+  void FileAdded(const ORVFile::WPath& path) override { Record(L"A:" + path.FullPath()); }
+  void FileModified(const ORVFile::WPath& path) override { Record(L"M:" + path.FullPath()); }
+  void DirectoryAdded(const ORVFile::WPath& path) override { Record(L"D:" + path.FullPath()); }
+  void PathRemoved(const ORVFile::WPath& path) override { Record(L"R:" + path.FullPath()); }
+  void Record(const std::wstring& call) {
+    if (log) log->Add(call);
     if (hook) hook(call);
   }
 
-  Log& m_log;
+  Log* log;
+  std::function<void(const std::wstring& call)> hook;
 };
 
-inline std::wstring Lowered(std::wstring text) {
-  for (wchar_t& c : text)
-    if (c >= L'A' && c <= L'Z') c = static_cast<wchar_t>(c - L'A' + L'a');
-  return text;
-}
+struct WatchTest : TempDirTest {
+  /// The directory, or a path in it, wide.
+  std::wstring W(const std::string& name = "") const {
+    return ORV::ConvertToWide(name.empty() ? m_dir : P(name), ORV::CHARSET_ANSI);
+  }
+  /// An empty file, made without truncating: under Wine the close after a
+  /// truncating open flushes to disk.
+  void Touch(const std::string& name) const {
+    ASSERT_TRUE(ORV::Handle(::CreateFileA(P(name).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr))) << name;
+  }
+  std::wstring Lowered(const std::string& name) const { return ORV::ToLower(W(name)); }
+};
 
 }  // namespace orvtest

@@ -2,6 +2,8 @@
 
 #include "ORVThreadException.h"
 
+#include "ORVCharset.h"
+
 namespace ORV {
 namespace {
 
@@ -16,13 +18,7 @@ std::wstring SystemText(unsigned long error) {
   return result.empty() ? L"Unknown error." : result;
 }
 
-std::wstring Widen(const char* text) {
-  const int length = ::MultiByteToWideChar(CP_ACP, 0, text, -1, nullptr, 0);
-  if (length <= 1) return {};
-  std::wstring wide(static_cast<size_t>(length - 1), L'\0');
-  ::MultiByteToWideChar(CP_ACP, 0, text, -1, wide.data(), length);
-  return wide;
-}
+std::wstring Widen(const char* text) { return ConvertToWide(text, CHARSET_ANSI); }
 
 std::wstring FailureText(const char* call, unsigned long error) {
   return Widen(call) + L" failed: " + SystemText(error) + L" (Win32 error " + std::to_wstring(error) + L")";
