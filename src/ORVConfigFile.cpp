@@ -1,12 +1,14 @@
 #include "win32.h"
 
 #include <cstdint>
+#include <stdexcept>
 #include <string_view>
 #include <utility>
 
 #include "ORVCFile.h"
 #include "ORVConfigFile.h"
 #include "ORVConfigGrammar.h"
+#include "ORVConfigSeam.h"
 #include "ORVFileException.h"
 #include "ORVHandle.h"
 #include "ORVRaise.h"
@@ -18,37 +20,45 @@ namespace {
 using ORV::Config;
 using Lines = std::vector<std::wstring>;
 using LineViews = std::vector<std::wstring_view>;
-using Match = boost::match_results<const wchar_t*>;
 
-// Built on first use, so that any static initialiser of the library may load
-// a file; the reference below makes that first use the library's load.
-const detail::ConfigGrammar& TheGrammar() {
-  static const detail::ConfigGrammar grammar;
-  return grammar;
-}
-[[maybe_unused]] const detail::ConfigGrammar& g_grammarAtLoad = TheGrammar();
+using Kind = detail::ConfigLine::Kind;
 
-enum class LineKind { Section, Key, Blank, Invalid };
+bool IsBlank(wchar_t unit) { return unit == L' ' || unit == L'\t'; }
 
 bool IsKeyUnit(wchar_t unit) {
   return (unit >= L'A' && unit <= L'Z') || (unit >= L'a' && unit <= L'z') || (unit >= L'0' && unit <= L'9') ||
          unit == L'_' || unit == L'.';
 }
 
-// At most one expression can match a line, and the first unit that is not a
-// blank tells which: "[" a section, ";" or none a comment or blank line, a
-// key unit a key line. Only that one runs.
-LineKind Classify(std::wstring_view line, Match& match) {
-  const detail::ConfigGrammar& grammar = TheGrammar();
-  const auto matches = [&](const detail::ConfigExpression& expression) {
-    return boost::regex_match(line.data(), line.data() + line.size(), match, expression);
-  };
-  std::size_t first = 0;
-  while (first < line.size() && (line[first] == L' ' || line[first] == L'\t')) ++first;
-  if (first == line.size() || line[first] == L';') return matches(grammar.blank) ? LineKind::Blank : LineKind::Invalid;
-  if (line[first] == L'[') return matches(grammar.section) ? LineKind::Section : LineKind::Invalid;
-  if (IsKeyUnit(line[first])) return matches(grammar.key) ? LineKind::Key : LineKind::Invalid;
-  return LineKind::Invalid;
+struct ScannedLine {
+  Kind kind;
+  std::wstring_view name, value;
+};
+
+// A line read as the three expressions read it (ORVConfigGrammar.h), without
+// running them: at most one can match, the first unit that is not a blank
+// tells which, and each is simple enough to follow by hand. Unlike Boost's
+// backtracking, this never gives up on a long value of many words.
+//   "  [a [b] ] "     -> Section "a [b] "   (the name runs to the last "]")
+//   " k.1 =  a  b "   -> Key "k.1", "a  b"
+//   "", "  ; x = 1"   -> Blank
+ScannedLine Scan(std::wstring_view line) {
+  std::size_t first = 0, end = line.size();
+  while (first < end && IsBlank(line[first])) ++first;
+  while (end > first && IsBlank(line[end - 1])) --end;
+  if (first == end || line[first] == L';') return {Kind::Blank, {}, {}};
+  if (line[first] == L'[') {
+    if (end - first < 3 || line[end - 1] != L']') return {Kind::Invalid, {}, {}};
+    return {Kind::Section, line.substr(first + 1, end - first - 2), {}};
+  }
+  std::size_t keyEnd = first;
+  while (keyEnd < end && IsKeyUnit(line[keyEnd])) ++keyEnd;
+  std::size_t equals = keyEnd;
+  while (equals < end && IsBlank(line[equals])) ++equals;
+  if (keyEnd == first || equals == end || line[equals] != L'=') return {Kind::Invalid, {}, {}};
+  std::size_t value = equals + 1;
+  while (value < end && IsBlank(line[value])) ++value;
+  return {Kind::Key, line.substr(first, keyEnd - first), line.substr(value, end - value)};
 }
 
 // Calls visit with each non-empty piece between separators, a view into text:
@@ -79,12 +89,6 @@ void AppendKeyLines(std::wstring_view name, std::wstring_view prefix, const std:
     anyPiece = true;
   });
   if (!anyPiece) out.push_back(Joined(Joined(name, L" = "), value));
-}
-
-// Boost's sub_match::str() appends unit by unit; these copy at once.
-std::wstring Group(const Match& match, int group) { return std::wstring(match[group].first, match[group].second); }
-std::wstring_view GroupView(const Match& match, int group) {
-  return std::wstring_view(match[group].first, static_cast<std::size_t>(match[group].length()));
 }
 
 [[noreturn]] void RaiseInvalid(const detail::ThrowSite& site) {
@@ -131,22 +135,65 @@ unsigned long TempFileNameWrp(const std::string& directory, std::string& name) {
   return ERROR_SUCCESS;
 }
 
-unsigned long ReplaceWrp(const std::string& from, const std::string& to) {
-  if (::MoveFileExA(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) return 0;
+/// Reads no data: enough to ask where the file lies.
+ORV::Handle OpenForQueryWrp(const std::string& path, unsigned long& error) {
+  ORV::Handle file(::CreateFileA(path.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                 OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+  error = file ? ERROR_SUCCESS : ::GetLastError();
+  return file;
+}
+
+/// The file's own path, through any symbolic link: "\\?\C:\real\app.ini".
+unsigned long FinalPathWrp(const ORV::Handle& file, std::string& path) {
+  std::string final(32768, '\0');
+  const DWORD length = ::GetFinalPathNameByHandleA(file.Get(), final.data(), static_cast<DWORD>(final.size()),
+                                                   FILE_NAME_NORMALIZED | VOLUME_NAME_DOS);
+  if (length == 0) return ::GetLastError();
+  if (length >= final.size()) return ERROR_FILENAME_EXCED_RANGE;
+  final.resize(length);
+  path.swap(final);
+  return ERROR_SUCCESS;
+}
+
+unsigned long AttributesWrp(const std::string& path, DWORD& attributes) {
+  attributes = ::GetFileAttributesA(path.c_str());
+  return attributes == INVALID_FILE_ATTRIBUTES ? ::GetLastError() : ERROR_SUCCESS;
+}
+
+unsigned long SetAttributesWrp(const std::string& path, DWORD attributes) {
+  return ::SetFileAttributesA(path.c_str(), attributes) ? ERROR_SUCCESS : ::GetLastError();
+}
+
+/// replacement takes target's name, security and creation time; a read-only
+/// target is refused (ERROR_ACCESS_DENIED).
+unsigned long ReplaceWrp(const std::string& target, const std::string& replacement) {
+  if (::ReplaceFileA(target.c_str(), replacement.c_str(), nullptr, 0, nullptr, nullptr)) return ERROR_SUCCESS;
   return ::GetLastError();
 }
 
 void DeleteFileWrp(const std::string& path) noexcept { ::DeleteFileA(path.c_str()); }
 
-// A new file beside the target that becomes the target on MoveOver; until
-// then the destructor deletes it, so a failed save leaves nothing behind.
+// What a save writes over: the file that path finally names, so that a save
+// through a symbolic link rewrites the file it points to and the link stays.
+// The file exists: the save has just read it or created it.
+std::string SaveTarget(const std::string& path) {
+  unsigned long error = ERROR_SUCCESS;
+  const ORV::Handle file = OpenForQueryWrp(path, error);
+  std::string target;
+  if (error == ERROR_SUCCESS) error = FinalPathWrp(file, target);
+  if (error != ERROR_SUCCESS) RaiseCannotOpen(ORVFILE_THROW_SITE, error, path);
+  return target;
+}
+
+// A new file beside the target that replaces it on Replace; until then the
+// destructor deletes it, so a failed save leaves nothing behind.
 class TemporaryFile {
  public:
-  explicit TemporaryFile(const std::string& target) {
+  TemporaryFile(const std::string& target, const std::string& reported) : m_target(target), m_reported(reported) {
     std::string directory;
     unsigned long error = DirectoryOfWrp(target, directory);
     if (error == ERROR_SUCCESS) error = TempFileNameWrp(directory, m_name);
-    if (error != ERROR_SUCCESS) RaiseCannotOpen(ORVFILE_THROW_SITE, error, target);
+    Check(error);
   }
   TemporaryFile(const TemporaryFile&) = delete;
   TemporaryFile& operator=(const TemporaryFile&) = delete;
@@ -156,14 +203,26 @@ class TemporaryFile {
 
   const std::string& Name() const { return m_name; }
 
-  void MoveOver(const std::string& target) {
-    const unsigned long error = ReplaceWrp(m_name, target);
-    if (error != ERROR_SUCCESS) RaiseCannotOpen(ORVFILE_THROW_SITE, error, target);
+  // ReplaceFile merges the target's attributes on Windows; Wine 8 does not,
+  // so they are copied first. Read-only stays behind: the replace refuses
+  // such a target, and a read-only new file would stop it on Windows.
+  void Replace() {
+    DWORD attributes = 0;
+    unsigned long error = AttributesWrp(m_target, attributes);
+    const DWORD kept =
+        FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM | FILE_ATTRIBUTE_ARCHIVE | FILE_ATTRIBUTE_NOT_CONTENT_INDEXED;
+    if (error == ERROR_SUCCESS && (attributes & kept) != 0) error = SetAttributesWrp(m_name, attributes & kept);
+    if (error == ERROR_SUCCESS) error = ReplaceWrp(m_target, m_name);
+    Check(error);
     m_name.clear();
   }
 
  private:
-  std::string m_name;
+  void Check(unsigned long error) const {
+    if (error != ERROR_SUCCESS) RaiseCannotOpen(ORVFILE_THROW_SITE, error, m_reported);
+  }
+
+  std::string m_target, m_reported, m_name;
 };
 
 // Through the file handle, so that its fault table reaches these calls too.
@@ -322,25 +381,25 @@ void ConfigFile::LoadWStringInVector(const std::wstring& text, LineViews& lines)
 void ConfigFile::LoadFromVector(const LineViews& lines, Map& values) const {
   values.clear();
   Keys* current = nullptr;
-  Match match;
-  for (const std::wstring_view line : lines) {
-    switch (Classify(line, match)) {
-      case LineKind::Section: {
-        const auto inserted = values.emplace(Group(match, 1), Keys());
+  for (const std::wstring_view text : lines) {
+    const ScannedLine line = Scan(text);
+    switch (line.kind) {
+      case Kind::Section: {
+        const auto inserted = values.emplace(line.name, Keys());
         if (!inserted.second) RaiseInvalid(ORVFILE_THROW_SITE);
         current = &inserted.first->second;
         break;
       }
-      case LineKind::Key: {
+      case Kind::Key: {
         if (current == nullptr) RaiseInvalid(ORVFILE_THROW_SITE);
         // A repeated key adds a line to its value.
-        const auto inserted = current->emplace(Group(match, 1), Value(Group(match, 2), false));
-        if (!inserted.second) (inserted.first->second.first += L'\n').append(match[2].first, match[2].second);
+        const auto inserted = current->emplace(line.name, Value(line.value, false));
+        if (!inserted.second) (inserted.first->second.first += L'\n').append(line.value);
         break;
       }
-      case LineKind::Blank:
+      case Kind::Blank:
         break;
-      case LineKind::Invalid:
+      case Kind::Invalid:
         RaiseInvalid(ORVFILE_THROW_SITE);
     }
   }
@@ -377,32 +436,32 @@ void ConfigFile::SaveToFile(const std::string& path, SectionViews remaining) con
     remaining.erase(current);
     current = remaining.end();
   };
-  Match match;
   std::wstring prefix;
-  for (const std::wstring_view line : present) {
-    switch (Classify(line, match)) {
-      case LineKind::Section:
+  for (const std::wstring_view text : present) {
+    const ScannedLine line = Scan(text);
+    switch (line.kind) {
+      case Kind::Section:
         closeSection();
-        current = remaining.find(GroupView(match, 1));
+        current = remaining.find(line.name);
         if (current != remaining.end()) {
           out.emplace_back();
-          out.emplace_back(line);
+          out.emplace_back(text);
         }
         break;
-      case LineKind::Key: {
+      case Kind::Key: {
         if (current == remaining.end()) break;
-        const auto key = current->second.find(GroupView(match, 1));
+        const auto key = current->second.find(line.name);
         if (key == current->second.end()) break;
         // "  port   = 80" -> "  port   = 81": the text before "=" stays.
-        prefix.assign(line.substr(0, line.find(L'='))).append(L"= ");
-        AppendKeyLines(GroupView(match, 1), prefix, *key->second, false, out);
+        prefix.assign(text.substr(0, text.find(L'='))).append(L"= ");
+        AppendKeyLines(line.name, prefix, *key->second, false, out);
         current->second.erase(key);
         break;
       }
-      case LineKind::Blank:
-        out.emplace_back(line);
+      case Kind::Blank:
+        out.emplace_back(text);
         break;
-      case LineKind::Invalid:
+      case Kind::Invalid:
         break;
     }
   }
@@ -428,13 +487,47 @@ void ConfigFile::OutputValues(SectionViews::const_iterator section, Lines& lines
 
 void ConfigFile::SaveVectorInFile(const std::string& path, const Lines& lines) const {
   const std::string bytes = TextModeBytes(lines);
-  TemporaryFile temporary(path);
+  TemporaryFile temporary(SaveTarget(path), path);
   try {
     WriteAll(temporary.Name(), bytes);
   } catch (const FileException& failure) {
     RaiseCannotOpen(ORVFILE_THROW_SITE, ErrorOf(failure), path);
   }
-  temporary.MoveOver(path);
+  temporary.Replace();
 }
+
+namespace detail {
+
+namespace {
+
+// The reference the scanner stands for: every expression in the format's
+// order, as the loader of the format describes it.
+ConfigLine ByExpressions(std::wstring_view line) {
+  static const ConfigGrammar grammar;
+  boost::match_results<const wchar_t*> match;
+  const auto matches = [&](const ConfigExpression& expression) {
+    return boost::regex_match(line.data(), line.data() + line.size(), match, expression);
+  };
+  const auto group = [&](int n) { return std::wstring(match[n].first, match[n].second); };
+  if (matches(grammar.section)) return {Kind::Section, group(1), {}};
+  if (matches(grammar.key)) return {Kind::Key, group(1), group(2)};
+  return {matches(grammar.blank) ? Kind::Blank : Kind::Invalid, {}, {}};
+}
+
+}  // namespace
+
+ConfigLine ReadConfigLineForTesting(std::wstring_view line, bool byExpressions) {
+  if (!byExpressions) {
+    const ScannedLine scanned = Scan(line);
+    return {scanned.kind, std::wstring(scanned.name), std::wstring(scanned.value)};
+  }
+  try {
+    return ByExpressions(line);
+  } catch (const std::runtime_error&) {
+    RaiseInvalid(ORVFILE_THROW_SITE);  // boost::regex_error: its stack ran out
+  }
+}
+
+}  // namespace detail
 
 }  // namespace ORVFile
