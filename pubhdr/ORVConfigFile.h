@@ -116,10 +116,6 @@ class ORVFILE_API ConfigFile : public ORV::Config {
 
   /// text: the file's content, each byte one unit; lines: its lines.
   void LoadFileInVector(const std::string& path, std::wstring& text, LineViews& lines) const;
-  void LoadWStringInVector(const std::wstring& text, LineViews& lines) const;
-  void LoadFromVector(const LineViews& lines, Map& values) const;
-  Map LoadText(const std::wstring& text) const;
-  Map LoadFile(const std::string& path) const;
   /// Views into a store's values, in its order: what a save has to write.
   using KeyViews = std::map<std::wstring_view, const std::wstring*, ORV::WNoCase>;
   using SectionViews = std::map<std::wstring_view, KeyViews, ORV::WNoCase>;

@@ -1,8 +1,10 @@
 #include "win32.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <stdexcept>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 
 #include "ORVCFile.h"
@@ -23,16 +25,23 @@ using LineViews = std::vector<std::wstring_view>;
 
 using Kind = detail::ConfigLine::Kind;
 
-bool IsBlank(wchar_t unit) { return unit == L' ' || unit == L'\t'; }
-
-bool IsKeyUnit(wchar_t unit) {
-  return (unit >= L'A' && unit <= L'Z') || (unit >= L'a' && unit <= L'z') || (unit >= L'0' && unit <= L'9') ||
-         unit == L'_' || unit == L'.';
+// The grammar's units are ASCII: the same tests serve a file's bytes and
+// 16-bit text (a byte from 0x80 up is negative as a char, and matches none).
+template <class Unit>
+bool IsBlank(Unit unit) {
+  return unit == ' ' || unit == '\t';
 }
 
+template <class Unit>
+bool IsKeyUnit(Unit unit) {
+  return (unit >= 'A' && unit <= 'Z') || (unit >= 'a' && unit <= 'z') || (unit >= '0' && unit <= '9') || unit == '_' ||
+         unit == '.';
+}
+
+template <class Unit>
 struct ScannedLine {
   Kind kind;
-  std::wstring_view name, value;
+  std::basic_string_view<Unit> name, value;
 };
 
 // A line read as the three expressions read it (ORVConfigGrammar.h), without
@@ -42,20 +51,21 @@ struct ScannedLine {
 //   "  [a [b] ] "     -> Section "a [b] "   (the name runs to the last "]")
 //   " k.1 =  a  b "   -> Key "k.1", "a  b"
 //   "", "  ; x = 1"   -> Blank
-ScannedLine Scan(std::wstring_view line) {
+template <class Unit>
+ScannedLine<Unit> Scan(std::basic_string_view<Unit> line) {
   std::size_t first = 0, end = line.size();
   while (first < end && IsBlank(line[first])) ++first;
   while (end > first && IsBlank(line[end - 1])) --end;
-  if (first == end || line[first] == L';') return {Kind::Blank, {}, {}};
-  if (line[first] == L'[') {
-    if (end - first < 3 || line[end - 1] != L']') return {Kind::Invalid, {}, {}};
+  if (first == end || line[first] == ';') return {Kind::Blank, {}, {}};
+  if (line[first] == '[') {
+    if (end - first < 3 || line[end - 1] != ']') return {Kind::Invalid, {}, {}};
     return {Kind::Section, line.substr(first + 1, end - first - 2), {}};
   }
   std::size_t keyEnd = first;
   while (keyEnd < end && IsKeyUnit(line[keyEnd])) ++keyEnd;
   std::size_t equals = keyEnd;
   while (equals < end && IsBlank(line[equals])) ++equals;
-  if (keyEnd == first || equals == end || line[equals] != L'=') return {Kind::Invalid, {}, {}};
+  if (keyEnd == first || equals == end || line[equals] != '=') return {Kind::Invalid, {}, {}};
   std::size_t value = equals + 1;
   while (value < end && IsBlank(line[value])) ++value;
   return {Kind::Key, line.substr(first, keyEnd - first), line.substr(value, end - value)};
@@ -63,14 +73,38 @@ ScannedLine Scan(std::wstring_view line) {
 
 // Calls visit with each non-empty piece between separators, a view into text:
 // "\na\r\nb\n" -> "a", "b".
-template <class Visit>
-void ForEachPiece(std::wstring_view text, bool atReturnToo, Visit&& visit) {
-  std::size_t start = 0;
-  for (std::size_t i = 0; i <= text.size(); ++i) {
-    if (i < text.size() && text[i] != L'\n' && !(atReturnToo && text[i] == L'\r')) continue;
-    if (i > start) visit(text.substr(start, i - start));
-    start = i + 1;
+template <class Unit, class Visit>
+void ForEachPiece(std::basic_string_view<Unit> text, bool atReturnToo, Visit&& visit) {
+  const Unit* start = text.data();
+  const Unit* const end = start + text.size();
+  for (const Unit* at = start; at != end; ++at) {
+    if (*at != '\n' && !(atReturnToo && *at == '\r')) continue;
+    if (at != start) visit(std::basic_string_view<Unit>(start, static_cast<std::size_t>(at - start)));
+    start = at + 1;
   }
+  if (start != end) visit(std::basic_string_view<Unit>(start, static_cast<std::size_t>(end - start)));
+}
+
+// Each unit as it stands; a file's byte becomes the unit of the same value,
+// the format's reading of a file ("\xE9" -> U+00E9).
+template <class Unit>
+auto UnitValues(std::basic_string_view<Unit> text) {
+  using Value = std::conditional_t<std::is_same_v<Unit, char>, unsigned char, Unit>;
+  return reinterpret_cast<const Value*>(text.data());
+}
+
+template <class Unit>
+std::wstring Units(std::basic_string_view<Unit> text) {
+  return std::wstring(UnitValues(text), UnitValues(text) + text.size());
+}
+
+// As Units, at the end of to: resized once, as append would make a
+// temporary string from bytes first.
+std::wstring& AppendUnits(std::wstring& to, std::string_view text) {
+  const std::size_t at = to.size();
+  to.resize(at + text.size());
+  std::copy(UnitValues(text), UnitValues(text) + text.size(), to.begin() + static_cast<std::ptrdiff_t>(at));
+  return to;
 }
 
 std::wstring Joined(std::wstring_view head, std::wstring_view tail) {
@@ -84,7 +118,7 @@ std::wstring Joined(std::wstring_view head, std::wstring_view tail) {
 void AppendKeyLines(std::wstring_view name, std::wstring_view prefix, const std::wstring& value, bool atReturnToo,
                     Lines& out) {
   bool anyPiece = false;
-  ForEachPiece(value, atReturnToo, [&](std::wstring_view piece) {
+  ForEachPiece(std::wstring_view(value), atReturnToo, [&](std::wstring_view piece) {
     out.push_back(Joined(prefix, piece));
     anyPiece = true;
   });
@@ -225,17 +259,6 @@ class TemporaryFile {
   std::string m_target, m_reported, m_name;
 };
 
-// Through the file handle, so that its fault table reaches these calls too.
-// Raises the handle's FileException.
-std::string ReadAll(const std::string& path) {
-  CFile file(path, FileHint::SequentialScan);
-  const std::uint32_t size = file.Open(OpenMode::OpenRead);
-  std::string bytes(size, '\0');
-  if (size != 0) file.Read(bytes.data(), 1, size, true);
-  file.Close();
-  return bytes;
-}
-
 // The temporary file exists and is empty: OPEN_ALWAYS, no truncating open.
 // The data reaches the disk before the name moves over the old file.
 void WriteAll(const std::string& path, const std::string& bytes) {
@@ -246,23 +269,57 @@ void WriteAll(const std::string& path, const std::string& bytes) {
   file.Close();
 }
 
-std::string ReadOrCreate(const std::string& path) {
+// Through the file handle, so that its fault table reaches these calls too.
+// Missing: created first. Present but unreadable: the second open says why.
+std::uint32_t OpenOrCreate(CFile& file, const std::string& path) {
   try {
-    try {
-      return ReadAll(path);
-    } catch (const FileException&) {
-      // Missing: create it. Present but unreadable: the second read reports why.
-      CreateIfMissingWrp(path);
+    return file.Open(OpenMode::OpenRead);
+  } catch (const FileException&) {
+    CreateIfMissingWrp(path);
+  }
+  return file.Open(OpenMode::OpenRead);
+}
+
+// The lines of one block of a file. carry holds the start of a line cut by
+// the end of the block before, and takes the line this block's end cuts.
+template <class Visit>
+void FeedBlock(std::string_view block, std::string& carry, Visit& visit) {
+  const std::size_t last = block.find_last_of("\r\n");
+  if (last == std::string_view::npos) {
+    carry.append(block);
+    return;
+  }
+  std::size_t start = 0;
+  if (!carry.empty()) {
+    start = block.find_first_of("\r\n");
+    visit(std::string_view(carry.append(block.substr(0, start))));
+  }
+  ForEachPiece(block.substr(start, last + 1 - start), true, visit);
+  carry.assign(block.substr(last + 1));
+}
+
+// Calls visit with each line of the file, each byte one unit. Read in blocks:
+// a load keeps the store in memory, never a copy of the whole file as well
+// (fresh pages are what loading costs most under Wine).
+template <class Visit>
+void ForEachFileLine(const std::string& path, Visit&& visit) {
+  constexpr std::uint32_t kBlock = 64 * 1024;
+  std::string carry;
+  try {
+    CFile file(path, FileHint::SequentialScan);
+    const std::uint32_t size = OpenOrCreate(file, path);
+    std::string block(std::min(size, kBlock), '\0');
+    for (std::uint32_t left = size; left != 0;) {
+      const std::uint32_t length = std::min(left, kBlock);
+      file.Read(block.data(), 1, length, true);
+      left -= length;
+      FeedBlock(std::string_view(block.data(), length), carry, visit);
     }
-    return ReadAll(path);
+    file.Close();
   } catch (const FileException& failure) {
     RaiseCannotOpen(ORVFILE_THROW_SITE, ErrorOf(failure), path);
   }
-}
-
-// Each byte one unit: no byte-order mark, no decoding.
-std::wstring FileText(const std::string& path) {
-  return ORV::ConvertToWide(ReadOrCreate(path), ORV::CHARSET_ISO_8859_1);
+  if (!carry.empty()) visit(std::string_view(carry));
 }
 
 // As the runtime's text mode writes 16-bit text with the default conversion:
@@ -312,6 +369,52 @@ void CheckSavable(const Sections& values) {
     for (const auto& key : section.second)
       if (!IsKey(key.first)) RaiseInvalid(ORVFILE_THROW_SITE);
   }
+}
+
+// Builds the store's values line by line, as the format says.
+class MapBuilder {
+ public:
+  template <class Unit>
+  void operator()(std::basic_string_view<Unit> units) {
+    const ScannedLine<Unit> line = Scan(units);
+    switch (line.kind) {
+      case Kind::Section: {
+        const auto inserted = m_values.emplace(Units(line.name), Config::Keys());
+        if (!inserted.second) RaiseInvalid(ORVFILE_THROW_SITE);
+        m_current = &inserted.first->second;
+        break;
+      }
+      case Kind::Key: {
+        if (m_current == nullptr) RaiseInvalid(ORVFILE_THROW_SITE);
+        // A repeated key adds a line to its value.
+        const auto inserted = m_current->emplace(Units(line.name), Config::Value(Units(line.value), false));
+        if (!inserted.second) (inserted.first->second.first += L'\n').append(Units(line.value));
+        break;
+      }
+      case Kind::Blank:
+        break;
+      case Kind::Invalid:
+        RaiseInvalid(ORVFILE_THROW_SITE);
+    }
+  }
+
+  Config::Map& Values() { return m_values; }
+
+ private:
+  Config::Map m_values;
+  Config::Keys* m_current = nullptr;
+};
+
+Config::Map LoadFile(const std::string& path) {
+  MapBuilder builder;
+  ForEachFileLine(path, builder);
+  return std::move(builder.Values());
+}
+
+Config::Map LoadText(std::wstring_view text) {
+  MapBuilder builder;
+  ForEachPiece(text, true, builder);
+  return std::move(builder.Values());
 }
 
 }  // namespace
@@ -369,51 +472,11 @@ ConfigFile::SectionViews ConfigFile::WrittenValues(const Config& store) {
 }
 
 void ConfigFile::LoadFileInVector(const std::string& path, std::wstring& text, LineViews& lines) const {
-  text = FileText(path);
-  LoadWStringInVector(text, lines);
-}
-
-void ConfigFile::LoadWStringInVector(const std::wstring& text, LineViews& lines) const {
+  text.clear();
+  ForEachFileLine(path, [&](std::string_view line) { AppendUnits(text, line).push_back(L'\n'); });
   lines.clear();
-  ForEachPiece(text, true, [&](std::wstring_view line) { lines.push_back(line); });
+  ForEachPiece(std::wstring_view(text), true, [&](std::wstring_view line) { lines.push_back(line); });
 }
-
-void ConfigFile::LoadFromVector(const LineViews& lines, Map& values) const {
-  values.clear();
-  Keys* current = nullptr;
-  for (const std::wstring_view text : lines) {
-    const ScannedLine line = Scan(text);
-    switch (line.kind) {
-      case Kind::Section: {
-        const auto inserted = values.emplace(line.name, Keys());
-        if (!inserted.second) RaiseInvalid(ORVFILE_THROW_SITE);
-        current = &inserted.first->second;
-        break;
-      }
-      case Kind::Key: {
-        if (current == nullptr) RaiseInvalid(ORVFILE_THROW_SITE);
-        // A repeated key adds a line to its value.
-        const auto inserted = current->emplace(line.name, Value(line.value, false));
-        if (!inserted.second) (inserted.first->second.first += L'\n').append(line.value);
-        break;
-      }
-      case Kind::Blank:
-        break;
-      case Kind::Invalid:
-        RaiseInvalid(ORVFILE_THROW_SITE);
-    }
-  }
-}
-
-Config::Map ConfigFile::LoadText(const std::wstring& text) const {
-  LineViews lines;
-  LoadWStringInVector(text, lines);
-  Map values;
-  LoadFromVector(lines, values);
-  return values;
-}
-
-Config::Map ConfigFile::LoadFile(const std::string& path) const { return LoadText(FileText(path)); }
 
 Config ConfigFile::MergedWithFile(const std::string& path) const {
   Config merged(LoadFile(path));
@@ -438,7 +501,7 @@ void ConfigFile::SaveToFile(const std::string& path, SectionViews remaining) con
   };
   std::wstring prefix;
   for (const std::wstring_view text : present) {
-    const ScannedLine line = Scan(text);
+    const auto line = Scan(text);
     switch (line.kind) {
       case Kind::Section:
         closeSection();
@@ -518,7 +581,7 @@ ConfigLine ByExpressions(std::wstring_view line) {
 
 ConfigLine ReadConfigLineForTesting(std::wstring_view line, bool byExpressions) {
   if (!byExpressions) {
-    const ScannedLine scanned = Scan(line);
+    const auto scanned = Scan(line);
     return {scanned.kind, std::wstring(scanned.name), std::wstring(scanned.value)};
   }
   try {
