@@ -198,10 +198,8 @@ unsigned long SetAttributesWrp(const std::string& path, DWORD attributes) {
   return ::SetFileAttributesA(path.c_str(), attributes) ? ERROR_SUCCESS : ::GetLastError();
 }
 
-/// replacement takes target's name, security and creation time; a read-only
-/// target is refused (ERROR_ACCESS_DENIED).
-unsigned long ReplaceWrp(const std::string& target, const std::string& replacement) {
-  if (::ReplaceFileA(target.c_str(), replacement.c_str(), nullptr, 0, nullptr, nullptr)) return ERROR_SUCCESS;
+unsigned long ReplaceWrp(const std::string& from, const std::string& to) {
+  if (::MoveFileExA(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) return ERROR_SUCCESS;
   return ::GetLastError();
 }
 
@@ -237,16 +235,17 @@ class TemporaryFile {
 
   const std::string& Name() const { return m_name; }
 
-  // ReplaceFile merges the target's attributes on Windows; Wine 8 does not,
-  // so they are copied first. Read-only stays behind: the replace refuses
-  // such a target, and a read-only new file would stop it on Windows.
+  // The new file takes the target's attributes. Windows refuses to move
+  // over a read-only file and Wine 8 does not: the refusal is made here, the
+  // same on both.
   void Replace() {
     DWORD attributes = 0;
     unsigned long error = AttributesWrp(m_target, attributes);
+    if (error == ERROR_SUCCESS && (attributes & FILE_ATTRIBUTE_READONLY)) error = ERROR_ACCESS_DENIED;
     const DWORD kept =
         FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM | FILE_ATTRIBUTE_ARCHIVE | FILE_ATTRIBUTE_NOT_CONTENT_INDEXED;
     if (error == ERROR_SUCCESS && (attributes & kept) != 0) error = SetAttributesWrp(m_name, attributes & kept);
-    if (error == ERROR_SUCCESS) error = ReplaceWrp(m_target, m_name);
+    if (error == ERROR_SUCCESS) error = ReplaceWrp(m_name, m_target);
     Check(error);
     m_name.clear();
   }
