@@ -184,7 +184,7 @@ bool Parse(const std::wstring& source, Config::Map& model, bool saved) {
     if (line.kind != ConfigLine::Kind::Key) continue;
     std::wstring& value = current->emplace(line.name, Config::Value(L"\r", false)).first->second.first;  // new: "\r"
     value = value == L"\r" ? line.value : saved && line.value.empty() ? value : value + L"\n" + line.value;
-    if (saved && value.front() == L'\n') value.erase(0, 1);
+    if (saved && !value.empty() && value.front() == L'\n') value.erase(0, 1);
   }
   return true;
 }
