@@ -10,23 +10,27 @@
 ///   path = d:\backup           of several lines: "c:\data\nd:\backup"
 /// ~~~
 ///
-/// Each line is matched as a whole (regex_match, Boost.Regex) against three
-/// expressions, compiled once when the library loads:
+/// A line is what a whole-line match (regex_match, Boost.Regex) of these
+/// three expressions makes of it:
 /// ~~~
 ///   section          "[[:blank:]]*\[(.+)\][[:blank:]]*$"
 ///   key = value
 ///   "[[:blank:]]*([A-Za-z0-9_.]+)[[:blank:]]*=[[:blank:]]*([^[:blank:]]+(?:[[:blank:]]+[^[:blank:]]+)*|$)[[:blank:]]*$"
 ///   blank, comment   "[[:blank:]]*$|[[:blank:]]*;.*$"
 /// ~~~
-/// "[[:blank:]]" is exactly space and tab: Boost's own class follows the
-/// user's locale and takes U+00A0 and U+3000 too, so the library compiles the
-/// expressions with traits of its own. Consequences: a section name is what
+/// "[[:blank:]]" is exactly space and tab (not U+00A0 or U+3000, which
+/// Boost's own class takes in some locales). The library reads each line with
+/// a scanner that is these expressions followed by hand (a test runs both over
+/// random lines): at most one can match, and the first unit that is not a
+/// blank tells which. Unlike Boost's backtracking, which runs out of stack on
+/// a value of some 55,000 words, it reads a line of any length. Consequences: a section name is what
 /// lies between the first "[" and the last "]" ("[a [b] ]" names "a [b] ");
 /// keys are ASCII letters, digits, "_" and "." ("my-key = 1" is invalid); a
 /// value loses its outer blanks and keeps inner ones, ";" included; "#" does
 /// not start a comment. Lines end at `"\n"` or `"\r"` (so `"\r\n"` too) and empty
 /// lines are dropped before the grammar sees them. A file is read byte for
-/// byte, each byte one unit: no byte-order mark, no UTF-8 decoding.
+/// byte, each byte one unit: no byte-order mark, no UTF-8 decoding. It is read
+/// in blocks of 64 KiB straight into the store, with no copy of the whole file.
 ///
 /// Loading raises Config::InvalidConfigException (message 14 of "ORVFile")
 /// when a section comes twice (case-insensitively) or a line matches no
@@ -47,12 +51,15 @@
 /// Decisions of this library on what the format leaves open:
 ///   - A missing file is created empty, never truncated: an existing file
 ///     that merely cannot be read is left alone and reported.
-///   - Save writes a temporary file ("cfg*.tmp") in the target's directory,
-///     flushes it to disk and moves it over the target (MoveFileEx), so a
-///     failed save (open, write, disk full, read-only target) raises
-///     CannotOpenSourceException and leaves the old file as it was. The new
-///     file has the attributes and security of a new file. Wine 8 moves over
-///     a read-only target, which Windows refuses.
+///   - Save writes to the file the path finally names (through symbolic
+///     links, GetFinalPathNameByHandle), so a link stays a link: a temporary
+///     file ("cfg*.tmp") in that file's directory, flushed to disk, given the
+///     file's hidden, system, archive and not-indexed attributes, and moved
+///     over it (MoveFileEx). A failed save (open, write, disk full) raises
+///     CannotOpenSourceException and leaves the old file as it was. A
+///     read-only file is refused (ERROR_ACCESS_DENIED) as Windows refuses to
+///     move over it; the library checks, since Wine 8 would replace it. The
+///     new file has the security of a new file in that directory.
 ///   - Save refuses, with InvalidConfigException and before touching the
 ///     file, a store that the grammar could not read back: a key outside
 ///     [A-Za-z0-9_.], an empty section name, a section name with `"\r"` or `"\n"`.
@@ -116,10 +123,6 @@ class ORVFILE_API ConfigFile : public ORV::Config {
 
   /// text: the file's content, each byte one unit; lines: its lines.
   void LoadFileInVector(const std::string& path, std::wstring& text, LineViews& lines) const;
-  void LoadWStringInVector(const std::wstring& text, LineViews& lines) const;
-  void LoadFromVector(const LineViews& lines, Map& values) const;
-  Map LoadText(const std::wstring& text) const;
-  Map LoadFile(const std::string& path) const;
   /// Views into a store's values, in its order: what a save has to write.
   using KeyViews = std::map<std::wstring_view, const std::wstring*, ORV::WNoCase>;
   using SectionViews = std::map<std::wstring_view, KeyViews, ORV::WNoCase>;

@@ -1,12 +1,16 @@
 #include "win32.h"
 
+#include <algorithm>
 #include <cstdint>
+#include <stdexcept>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 
 #include "ORVCFile.h"
 #include "ORVConfigFile.h"
 #include "ORVConfigGrammar.h"
+#include "ORVConfigSeam.h"
 #include "ORVFileException.h"
 #include "ORVHandle.h"
 #include "ORVRaise.h"
@@ -18,49 +22,89 @@ namespace {
 using ORV::Config;
 using Lines = std::vector<std::wstring>;
 using LineViews = std::vector<std::wstring_view>;
-using Match = boost::match_results<const wchar_t*>;
 
-// Built on first use, so that any static initialiser of the library may load
-// a file; the reference below makes that first use the library's load.
-const detail::ConfigGrammar& TheGrammar() {
-  static const detail::ConfigGrammar grammar;
-  return grammar;
-}
-[[maybe_unused]] const detail::ConfigGrammar& g_grammarAtLoad = TheGrammar();
+using Kind = detail::ConfigLine::Kind;
 
-enum class LineKind { Section, Key, Blank, Invalid };
-
-bool IsKeyUnit(wchar_t unit) {
-  return (unit >= L'A' && unit <= L'Z') || (unit >= L'a' && unit <= L'z') || (unit >= L'0' && unit <= L'9') ||
-         unit == L'_' || unit == L'.';
+// The grammar's units are ASCII: the same tests serve a file's bytes and
+// 16-bit text (a byte from 0x80 up is negative as a char, and matches none).
+template <class Unit>
+bool IsBlank(Unit unit) {
+  return unit == ' ' || unit == '\t';
 }
 
-// At most one expression can match a line, and the first unit that is not a
-// blank tells which: "[" a section, ";" or none a comment or blank line, a
-// key unit a key line. Only that one runs.
-LineKind Classify(std::wstring_view line, Match& match) {
-  const detail::ConfigGrammar& grammar = TheGrammar();
-  const auto matches = [&](const detail::ConfigExpression& expression) {
-    return boost::regex_match(line.data(), line.data() + line.size(), match, expression);
-  };
-  std::size_t first = 0;
-  while (first < line.size() && (line[first] == L' ' || line[first] == L'\t')) ++first;
-  if (first == line.size() || line[first] == L';') return matches(grammar.blank) ? LineKind::Blank : LineKind::Invalid;
-  if (line[first] == L'[') return matches(grammar.section) ? LineKind::Section : LineKind::Invalid;
-  if (IsKeyUnit(line[first])) return matches(grammar.key) ? LineKind::Key : LineKind::Invalid;
-  return LineKind::Invalid;
+template <class Unit>
+bool IsKeyUnit(Unit unit) {
+  return (unit >= 'A' && unit <= 'Z') || (unit >= 'a' && unit <= 'z') || (unit >= '0' && unit <= '9') || unit == '_' ||
+         unit == '.';
+}
+
+template <class Unit>
+struct ScannedLine {
+  Kind kind;
+  std::basic_string_view<Unit> name, value;
+};
+
+// A line read as the three expressions read it (ORVConfigGrammar.h), without
+// running them: at most one can match, the first unit that is not a blank
+// tells which, and each is simple enough to follow by hand. Unlike Boost's
+// backtracking, this never gives up on a long value of many words.
+//   "  [a [b] ] "     -> Section "a [b] "   (the name runs to the last "]")
+//   " k.1 =  a  b "   -> Key "k.1", "a  b"
+//   "", "  ; x = 1"   -> Blank
+template <class Unit>
+ScannedLine<Unit> Scan(std::basic_string_view<Unit> line) {
+  std::size_t first = 0, end = line.size();
+  while (first < end && IsBlank(line[first])) ++first;
+  while (end > first && IsBlank(line[end - 1])) --end;
+  if (first == end || line[first] == ';') return {Kind::Blank, {}, {}};
+  if (line[first] == '[') {
+    if (end - first < 3 || line[end - 1] != ']') return {Kind::Invalid, {}, {}};
+    return {Kind::Section, line.substr(first + 1, end - first - 2), {}};
+  }
+  std::size_t keyEnd = first;
+  while (keyEnd < end && IsKeyUnit(line[keyEnd])) ++keyEnd;
+  std::size_t equals = keyEnd;
+  while (equals < end && IsBlank(line[equals])) ++equals;
+  if (keyEnd == first || equals == end || line[equals] != '=') return {Kind::Invalid, {}, {}};
+  std::size_t value = equals + 1;
+  while (value < end && IsBlank(line[value])) ++value;
+  return {Kind::Key, line.substr(first, keyEnd - first), line.substr(value, end - value)};
 }
 
 // Calls visit with each non-empty piece between separators, a view into text:
 // "\na\r\nb\n" -> "a", "b".
-template <class Visit>
-void ForEachPiece(std::wstring_view text, bool atReturnToo, Visit&& visit) {
-  std::size_t start = 0;
-  for (std::size_t i = 0; i <= text.size(); ++i) {
-    if (i < text.size() && text[i] != L'\n' && !(atReturnToo && text[i] == L'\r')) continue;
-    if (i > start) visit(text.substr(start, i - start));
-    start = i + 1;
+template <class Unit, class Visit>
+void ForEachPiece(std::basic_string_view<Unit> text, bool atReturnToo, Visit&& visit) {
+  const Unit* start = text.data();
+  const Unit* const end = start + text.size();
+  for (const Unit* at = start; at != end; ++at) {
+    if (*at != '\n' && !(atReturnToo && *at == '\r')) continue;
+    if (at != start) visit(std::basic_string_view<Unit>(start, static_cast<std::size_t>(at - start)));
+    start = at + 1;
   }
+  if (start != end) visit(std::basic_string_view<Unit>(start, static_cast<std::size_t>(end - start)));
+}
+
+// Each unit as it stands; a file's byte becomes the unit of the same value,
+// the format's reading of a file ("\xE9" -> U+00E9).
+template <class Unit>
+auto UnitValues(std::basic_string_view<Unit> text) {
+  using Value = std::conditional_t<std::is_same_v<Unit, char>, unsigned char, Unit>;
+  return reinterpret_cast<const Value*>(text.data());
+}
+
+template <class Unit>
+std::wstring Units(std::basic_string_view<Unit> text) {
+  return std::wstring(UnitValues(text), UnitValues(text) + text.size());
+}
+
+// As Units, at the end of to: resized once, as append would make a
+// temporary string from bytes first.
+std::wstring& AppendUnits(std::wstring& to, std::string_view text) {
+  const std::size_t at = to.size();
+  to.resize(at + text.size());
+  std::copy(UnitValues(text), UnitValues(text) + text.size(), to.begin() + static_cast<std::ptrdiff_t>(at));
+  return to;
 }
 
 std::wstring Joined(std::wstring_view head, std::wstring_view tail) {
@@ -74,17 +118,11 @@ std::wstring Joined(std::wstring_view head, std::wstring_view tail) {
 void AppendKeyLines(std::wstring_view name, std::wstring_view prefix, const std::wstring& value, bool atReturnToo,
                     Lines& out) {
   bool anyPiece = false;
-  ForEachPiece(value, atReturnToo, [&](std::wstring_view piece) {
+  ForEachPiece(std::wstring_view(value), atReturnToo, [&](std::wstring_view piece) {
     out.push_back(Joined(prefix, piece));
     anyPiece = true;
   });
   if (!anyPiece) out.push_back(Joined(Joined(name, L" = "), value));
-}
-
-// Boost's sub_match::str() appends unit by unit; these copy at once.
-std::wstring Group(const Match& match, int group) { return std::wstring(match[group].first, match[group].second); }
-std::wstring_view GroupView(const Match& match, int group) {
-  return std::wstring_view(match[group].first, static_cast<std::size_t>(match[group].length()));
 }
 
 [[noreturn]] void RaiseInvalid(const detail::ThrowSite& site) {
@@ -131,22 +169,63 @@ unsigned long TempFileNameWrp(const std::string& directory, std::string& name) {
   return ERROR_SUCCESS;
 }
 
+/// Reads no data: enough to ask where the file lies.
+ORV::Handle OpenForQueryWrp(const std::string& path, unsigned long& error) {
+  ORV::Handle file(::CreateFileA(path.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                 OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+  error = file ? ERROR_SUCCESS : ::GetLastError();
+  return file;
+}
+
+/// The file's own path, through any symbolic link: "\\?\C:\real\app.ini".
+unsigned long FinalPathWrp(const ORV::Handle& file, std::string& path) {
+  std::string final(32768, '\0');
+  const DWORD length = ::GetFinalPathNameByHandleA(file.Get(), final.data(), static_cast<DWORD>(final.size()),
+                                                   FILE_NAME_NORMALIZED | VOLUME_NAME_DOS);
+  if (length == 0) return ::GetLastError();
+  if (length >= final.size()) return ERROR_FILENAME_EXCED_RANGE;
+  final.resize(length);
+  path.swap(final);
+  return ERROR_SUCCESS;
+}
+
+unsigned long AttributesWrp(const std::string& path, DWORD& attributes) {
+  attributes = ::GetFileAttributesA(path.c_str());
+  return attributes == INVALID_FILE_ATTRIBUTES ? ::GetLastError() : ERROR_SUCCESS;
+}
+
+unsigned long SetAttributesWrp(const std::string& path, DWORD attributes) {
+  return ::SetFileAttributesA(path.c_str(), attributes) ? ERROR_SUCCESS : ::GetLastError();
+}
+
 unsigned long ReplaceWrp(const std::string& from, const std::string& to) {
-  if (::MoveFileExA(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) return 0;
+  if (::MoveFileExA(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) return ERROR_SUCCESS;
   return ::GetLastError();
 }
 
 void DeleteFileWrp(const std::string& path) noexcept { ::DeleteFileA(path.c_str()); }
 
-// A new file beside the target that becomes the target on MoveOver; until
-// then the destructor deletes it, so a failed save leaves nothing behind.
+// What a save writes over: the file that path finally names, so that a save
+// through a symbolic link rewrites the file it points to and the link stays.
+// The file exists: the save has just read it or created it.
+std::string SaveTarget(const std::string& path) {
+  unsigned long error = ERROR_SUCCESS;
+  const ORV::Handle file = OpenForQueryWrp(path, error);
+  std::string target;
+  if (error == ERROR_SUCCESS) error = FinalPathWrp(file, target);
+  if (error != ERROR_SUCCESS) RaiseCannotOpen(ORVFILE_THROW_SITE, error, path);
+  return target;
+}
+
+// A new file beside the target that replaces it on Replace; until then the
+// destructor deletes it, so a failed save leaves nothing behind.
 class TemporaryFile {
  public:
-  explicit TemporaryFile(const std::string& target) {
+  TemporaryFile(const std::string& target, const std::string& reported) : m_target(target), m_reported(reported) {
     std::string directory;
     unsigned long error = DirectoryOfWrp(target, directory);
     if (error == ERROR_SUCCESS) error = TempFileNameWrp(directory, m_name);
-    if (error != ERROR_SUCCESS) RaiseCannotOpen(ORVFILE_THROW_SITE, error, target);
+    Check(error);
   }
   TemporaryFile(const TemporaryFile&) = delete;
   TemporaryFile& operator=(const TemporaryFile&) = delete;
@@ -156,26 +235,28 @@ class TemporaryFile {
 
   const std::string& Name() const { return m_name; }
 
-  void MoveOver(const std::string& target) {
-    const unsigned long error = ReplaceWrp(m_name, target);
-    if (error != ERROR_SUCCESS) RaiseCannotOpen(ORVFILE_THROW_SITE, error, target);
+  // The new file takes the target's attributes. Windows refuses to move
+  // over a read-only file and Wine 8 does not: the refusal is made here, the
+  // same on both.
+  void Replace() {
+    DWORD attributes = 0;
+    unsigned long error = AttributesWrp(m_target, attributes);
+    if (error == ERROR_SUCCESS && (attributes & FILE_ATTRIBUTE_READONLY)) error = ERROR_ACCESS_DENIED;
+    const DWORD kept =
+        FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM | FILE_ATTRIBUTE_ARCHIVE | FILE_ATTRIBUTE_NOT_CONTENT_INDEXED;
+    if (error == ERROR_SUCCESS && (attributes & kept) != 0) error = SetAttributesWrp(m_name, attributes & kept);
+    if (error == ERROR_SUCCESS) error = ReplaceWrp(m_name, m_target);
+    Check(error);
     m_name.clear();
   }
 
  private:
-  std::string m_name;
-};
+  void Check(unsigned long error) const {
+    if (error != ERROR_SUCCESS) RaiseCannotOpen(ORVFILE_THROW_SITE, error, m_reported);
+  }
 
-// Through the file handle, so that its fault table reaches these calls too.
-// Raises the handle's FileException.
-std::string ReadAll(const std::string& path) {
-  CFile file(path, FileHint::SequentialScan);
-  const std::uint32_t size = file.Open(OpenMode::OpenRead);
-  std::string bytes(size, '\0');
-  if (size != 0) file.Read(bytes.data(), 1, size, true);
-  file.Close();
-  return bytes;
-}
+  std::string m_target, m_reported, m_name;
+};
 
 // The temporary file exists and is empty: OPEN_ALWAYS, no truncating open.
 // The data reaches the disk before the name moves over the old file.
@@ -187,23 +268,57 @@ void WriteAll(const std::string& path, const std::string& bytes) {
   file.Close();
 }
 
-std::string ReadOrCreate(const std::string& path) {
+// Through the file handle, so that its fault table reaches these calls too.
+// Missing: created first. Present but unreadable: the second open says why.
+std::uint32_t OpenOrCreate(CFile& file, const std::string& path) {
   try {
-    try {
-      return ReadAll(path);
-    } catch (const FileException&) {
-      // Missing: create it. Present but unreadable: the second read reports why.
-      CreateIfMissingWrp(path);
+    return file.Open(OpenMode::OpenRead);
+  } catch (const FileException&) {
+    CreateIfMissingWrp(path);
+  }
+  return file.Open(OpenMode::OpenRead);
+}
+
+// The lines of one block of a file. carry holds the start of a line cut by
+// the end of the block before, and takes the line this block's end cuts.
+template <class Visit>
+void FeedBlock(std::string_view block, std::string& carry, Visit& visit) {
+  const std::size_t last = block.find_last_of("\r\n");
+  if (last == std::string_view::npos) {
+    carry.append(block);
+    return;
+  }
+  std::size_t start = 0;
+  if (!carry.empty()) {
+    start = block.find_first_of("\r\n");
+    visit(std::string_view(carry.append(block.substr(0, start))));
+  }
+  ForEachPiece(block.substr(start, last + 1 - start), true, visit);
+  carry.assign(block.substr(last + 1));
+}
+
+// Calls visit with each line of the file, each byte one unit. Read in blocks:
+// a load keeps the store in memory, never a copy of the whole file as well
+// (fresh pages are what loading costs most under Wine).
+template <class Visit>
+void ForEachFileLine(const std::string& path, Visit&& visit) {
+  constexpr std::uint32_t kBlock = 64 * 1024;
+  std::string carry;
+  try {
+    CFile file(path, FileHint::SequentialScan);
+    const std::uint32_t size = OpenOrCreate(file, path);
+    std::string block(std::min(size, kBlock), '\0');
+    for (std::uint32_t left = size; left != 0;) {
+      const std::uint32_t length = std::min(left, kBlock);
+      file.Read(block.data(), 1, length, true);
+      left -= length;
+      FeedBlock(std::string_view(block.data(), length), carry, visit);
     }
-    return ReadAll(path);
+    file.Close();
   } catch (const FileException& failure) {
     RaiseCannotOpen(ORVFILE_THROW_SITE, ErrorOf(failure), path);
   }
-}
-
-// Each byte one unit: no byte-order mark, no decoding.
-std::wstring FileText(const std::string& path) {
-  return ORV::ConvertToWide(ReadOrCreate(path), ORV::CHARSET_ISO_8859_1);
+  if (!carry.empty()) visit(std::string_view(carry));
 }
 
 // As the runtime's text mode writes 16-bit text with the default conversion:
@@ -253,6 +368,52 @@ void CheckSavable(const Sections& values) {
     for (const auto& key : section.second)
       if (!IsKey(key.first)) RaiseInvalid(ORVFILE_THROW_SITE);
   }
+}
+
+// Builds the store's values line by line, as the format says.
+class MapBuilder {
+ public:
+  template <class Unit>
+  void operator()(std::basic_string_view<Unit> units) {
+    const ScannedLine<Unit> line = Scan(units);
+    switch (line.kind) {
+      case Kind::Section: {
+        const auto inserted = m_values.emplace(Units(line.name), Config::Keys());
+        if (!inserted.second) RaiseInvalid(ORVFILE_THROW_SITE);
+        m_current = &inserted.first->second;
+        break;
+      }
+      case Kind::Key: {
+        if (m_current == nullptr) RaiseInvalid(ORVFILE_THROW_SITE);
+        // A repeated key adds a line to its value.
+        const auto inserted = m_current->emplace(Units(line.name), Config::Value(Units(line.value), false));
+        if (!inserted.second) (inserted.first->second.first += L'\n').append(Units(line.value));
+        break;
+      }
+      case Kind::Blank:
+        break;
+      case Kind::Invalid:
+        RaiseInvalid(ORVFILE_THROW_SITE);
+    }
+  }
+
+  Config::Map& Values() { return m_values; }
+
+ private:
+  Config::Map m_values;
+  Config::Keys* m_current = nullptr;
+};
+
+Config::Map LoadFile(const std::string& path) {
+  MapBuilder builder;
+  ForEachFileLine(path, builder);
+  return std::move(builder.Values());
+}
+
+Config::Map LoadText(std::wstring_view text) {
+  MapBuilder builder;
+  ForEachPiece(text, true, builder);
+  return std::move(builder.Values());
 }
 
 }  // namespace
@@ -310,51 +471,11 @@ ConfigFile::SectionViews ConfigFile::WrittenValues(const Config& store) {
 }
 
 void ConfigFile::LoadFileInVector(const std::string& path, std::wstring& text, LineViews& lines) const {
-  text = FileText(path);
-  LoadWStringInVector(text, lines);
-}
-
-void ConfigFile::LoadWStringInVector(const std::wstring& text, LineViews& lines) const {
+  text.clear();
+  ForEachFileLine(path, [&](std::string_view line) { AppendUnits(text, line).push_back(L'\n'); });
   lines.clear();
-  ForEachPiece(text, true, [&](std::wstring_view line) { lines.push_back(line); });
+  ForEachPiece(std::wstring_view(text), true, [&](std::wstring_view line) { lines.push_back(line); });
 }
-
-void ConfigFile::LoadFromVector(const LineViews& lines, Map& values) const {
-  values.clear();
-  Keys* current = nullptr;
-  Match match;
-  for (const std::wstring_view line : lines) {
-    switch (Classify(line, match)) {
-      case LineKind::Section: {
-        const auto inserted = values.emplace(Group(match, 1), Keys());
-        if (!inserted.second) RaiseInvalid(ORVFILE_THROW_SITE);
-        current = &inserted.first->second;
-        break;
-      }
-      case LineKind::Key: {
-        if (current == nullptr) RaiseInvalid(ORVFILE_THROW_SITE);
-        // A repeated key adds a line to its value.
-        const auto inserted = current->emplace(Group(match, 1), Value(Group(match, 2), false));
-        if (!inserted.second) (inserted.first->second.first += L'\n').append(match[2].first, match[2].second);
-        break;
-      }
-      case LineKind::Blank:
-        break;
-      case LineKind::Invalid:
-        RaiseInvalid(ORVFILE_THROW_SITE);
-    }
-  }
-}
-
-Config::Map ConfigFile::LoadText(const std::wstring& text) const {
-  LineViews lines;
-  LoadWStringInVector(text, lines);
-  Map values;
-  LoadFromVector(lines, values);
-  return values;
-}
-
-Config::Map ConfigFile::LoadFile(const std::string& path) const { return LoadText(FileText(path)); }
 
 Config ConfigFile::MergedWithFile(const std::string& path) const {
   Config merged(LoadFile(path));
@@ -377,32 +498,32 @@ void ConfigFile::SaveToFile(const std::string& path, SectionViews remaining) con
     remaining.erase(current);
     current = remaining.end();
   };
-  Match match;
   std::wstring prefix;
-  for (const std::wstring_view line : present) {
-    switch (Classify(line, match)) {
-      case LineKind::Section:
+  for (const std::wstring_view text : present) {
+    const auto line = Scan(text);
+    switch (line.kind) {
+      case Kind::Section:
         closeSection();
-        current = remaining.find(GroupView(match, 1));
+        current = remaining.find(line.name);
         if (current != remaining.end()) {
           out.emplace_back();
-          out.emplace_back(line);
+          out.emplace_back(text);
         }
         break;
-      case LineKind::Key: {
+      case Kind::Key: {
         if (current == remaining.end()) break;
-        const auto key = current->second.find(GroupView(match, 1));
+        const auto key = current->second.find(line.name);
         if (key == current->second.end()) break;
         // "  port   = 80" -> "  port   = 81": the text before "=" stays.
-        prefix.assign(line.substr(0, line.find(L'='))).append(L"= ");
-        AppendKeyLines(GroupView(match, 1), prefix, *key->second, false, out);
+        prefix.assign(text.substr(0, text.find(L'='))).append(L"= ");
+        AppendKeyLines(line.name, prefix, *key->second, false, out);
         current->second.erase(key);
         break;
       }
-      case LineKind::Blank:
-        out.emplace_back(line);
+      case Kind::Blank:
+        out.emplace_back(text);
         break;
-      case LineKind::Invalid:
+      case Kind::Invalid:
         break;
     }
   }
@@ -428,13 +549,47 @@ void ConfigFile::OutputValues(SectionViews::const_iterator section, Lines& lines
 
 void ConfigFile::SaveVectorInFile(const std::string& path, const Lines& lines) const {
   const std::string bytes = TextModeBytes(lines);
-  TemporaryFile temporary(path);
+  TemporaryFile temporary(SaveTarget(path), path);
   try {
     WriteAll(temporary.Name(), bytes);
   } catch (const FileException& failure) {
     RaiseCannotOpen(ORVFILE_THROW_SITE, ErrorOf(failure), path);
   }
-  temporary.MoveOver(path);
+  temporary.Replace();
 }
+
+namespace detail {
+
+namespace {
+
+// The reference the scanner stands for: every expression in the format's
+// order, as the loader of the format describes it.
+ConfigLine ByExpressions(std::wstring_view line) {
+  static const ConfigGrammar grammar;
+  boost::match_results<const wchar_t*> match;
+  const auto matches = [&](const ConfigExpression& expression) {
+    return boost::regex_match(line.data(), line.data() + line.size(), match, expression);
+  };
+  const auto group = [&](int n) { return std::wstring(match[n].first, match[n].second); };
+  if (matches(grammar.section)) return {Kind::Section, group(1), {}};
+  if (matches(grammar.key)) return {Kind::Key, group(1), group(2)};
+  return {matches(grammar.blank) ? Kind::Blank : Kind::Invalid, {}, {}};
+}
+
+}  // namespace
+
+ConfigLine ReadConfigLineForTesting(std::wstring_view line, bool byExpressions) {
+  if (!byExpressions) {
+    const auto scanned = Scan(line);
+    return {scanned.kind, std::wstring(scanned.name), std::wstring(scanned.value)};
+  }
+  try {
+    return ByExpressions(line);
+  } catch (const std::runtime_error&) {
+    RaiseInvalid(ORVFILE_THROW_SITE);  // boost::regex_error: its stack ran out
+  }
+}
+
+}  // namespace detail
 
 }  // namespace ORVFile

@@ -32,14 +32,11 @@ struct Model {
   std::map<std::wstring, std::map<std::wstring, std::wstring>> own, defaults;
   std::set<std::wstring> sections;
 
-  static std::wstring Normalised(std::wstring value) {
-    for (std::size_t at; (at = value.find(L"\r\n")) != std::wstring::npos;) value.erase(at, 1);
-    std::replace(value.begin(), value.end(), L'\r', L'\n');
-    return value;
-  }
-  void Set(const std::wstring& s, const std::wstring& k, const std::wstring& v, bool isDefault) {
+  void Set(const std::wstring& s, const std::wstring& k, std::wstring v, bool isDefault) {
+    for (std::size_t at; (at = v.find(L"\r\n")) != std::wstring::npos;) v.erase(at, 1);
+    std::replace(v.begin(), v.end(), L'\r', L'\n');
     sections.insert(ORV::ToLower(s));
-    (isDefault ? defaults : own)[ORV::ToLower(s)][ORV::ToLower(k)] = Normalised(v);
+    (isDefault ? defaults : own)[ORV::ToLower(s)][ORV::ToLower(k)] = v;
   }
   void Merge(const Config::Map& other, bool allDefaults) {
     for (const auto& section : other) {
@@ -78,7 +75,7 @@ TEST(Config, RandomOperationsAgainstAModel) {
   for (int step = 0; step < 20000; ++step) {
     const std::wstring s = pick(sections), k = pick(keys), v = pick(values), fs = ORV::ToLower(s);
     const Config::Map map = randomMap();
-    switch (random() % 6) {
+    switch (random() % 5) {
       case 0:
         store.SetValue(s, k, v);
         model.Set(s, k, v, false);
@@ -95,42 +92,26 @@ TEST(Config, RandomOperationsAgainstAModel) {
         model.own.erase(fs);
         if (model.defaults[fs].empty()) model.sections.erase(fs);
         break;
-      case 4:
-        store.LoadDefault(map);
-        model.Merge(map, true);
-        break;
       default:
-        store.Merge(map);
-        model.Merge(map, false);
+        (store.*(step % 2 ? &Config::LoadDefault : &Config::Merge))(map);
+        model.Merge(map, step % 2);
     }
     ASSERT_EQ(Dump(store), Dump(model.Shown())) << "step " << step;
-    const Config::Keys defaults = store.FindDefaults(s);
-    ASSERT_EQ(defaults.count(k) == 1, store.IsDefault(s, k)) << "step " << step;
+    ASSERT_EQ(store.IsModified(), !store.Values().empty()) << "step " << step;  // the reference: the empty store
+    ASSERT_EQ(store.FindDefaults(s).count(k) == 1, store.IsDefault(s, k)) << "step " << step;
     // A copy shares the values until one side changes: the other must not see it.
     ASSERT_EQ(Dump(copy), copied) << "step " << step;
     if (step % 50 == 0) copied = Dump(copy = store);
   }
 }
 
-TEST(Config, CopiesAndTheStoreWithoutPersistentForm) {
+TEST(Config, LineEndsOfGivenValuesAndTheReferenceCopy) {
   Config store(Config::Map{{L"s", {{L"k", {L"x\r\ny", false}}}}});
   EXPECT_EQ(Dump(store), L"[s]k=x\ny|");
+  store.SetValue(L"S", L"K", L"2");
+  EXPECT_TRUE(store.IsModified());
+  store.SetValue(L"s", L"k", L"x\ny");  // back to the reference copy
   EXPECT_FALSE(store.IsModified());
-  Config copy(store);  // shares the values until one of them changes
-  copy.SetValue(L"S", L"K", L"2");
-  EXPECT_EQ(Dump(store), L"[s]k=x\ny|");
-  EXPECT_TRUE(copy.IsModified());
-  copy.SetValue(L"s", L"k", L"x\ny");  // back to the reference copy
-  EXPECT_FALSE(copy.IsModified());
-
-  try {
-    store.Save("c:\\x.ini", false);
-    ADD_FAILURE() << "saved";
-  } catch (const Config::ConfigException& e) {
-    EXPECT_EQ(e.What(), L"Config::Save : Not implemented!");
-    EXPECT_EQ(e.TypeName(), L"ConfigException");
-    EXPECT_EQ(Config::ConfigException(e).TypeName(), L"");  // a copy keeps the text alone
-  }
 }
 
 }  // namespace
