@@ -415,8 +415,8 @@ class NewPathT {
   static void CollapseSeparators(String& s, std::size_t root);
   // Dot segments, end trim and root flags, on the state word's kind of path.
   void ResolveDots(String& s, std::size_t root);
-  // One walk over the segments; empty ones (runs of backslashes) go too.
-  void RemoveDotSegments(String& s, std::size_t root) const;
+  // The end trim and root flags after the first walk over s left length units.
+  void FinishDots(String& s, std::size_t length, std::size_t root);
   void ResetProperties() const noexcept;
   // 0, or the Win32 error of a failed read.
   unsigned long Load() const;
