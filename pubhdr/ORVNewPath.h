@@ -121,10 +121,11 @@ class NewPathT {
   /// Set(text, Detect, true): the text must name something that exists.
   NewPathT& operator=(const String& text);
 
-  /// Throws InvalidPathException on a bad drive letter, and with validate on a
-  /// bad server name or segment; with Detect, FileNotFoundException when the
-  /// path does not exist. On a throw the object is unusable until the next
-  /// successful Set.
+  /// Throws InvalidPathException, validated or not, on a bad drive letter and
+  /// on a text that would resolve to one reading back as a drive (".\c:",
+  /// "x\..\c:\y" would give "c:"); with validate also on a bad server name or
+  /// segment. With Detect, FileNotFoundException when the path does not exist.
+  /// On a throw the object is unusable until the next successful Set.
   void Set(const String& text, PathType type, bool validate);
 
   /// Resolves "." and "..", trims the end and collapses backslashes; with

@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <string>
 #include <type_traits>
 
@@ -17,6 +18,12 @@
 #include "ORVUnderWine.h"
 
 namespace orvtest {
+
+/// The multiplier of generated-test counts: ORV_TEST_SCALE (make soak sets 10), else 1.
+inline int TestScale() {
+  const char* scale = std::getenv("ORV_TEST_SCALE");
+  return scale != nullptr && std::atoi(scale) > 0 ? std::atoi(scale) : 1;
+}
 
 /// What a call raised: the class by its type name ("" when nothing was
 /// thrown), the catalogue message, the Win32 error recorded, the text.
