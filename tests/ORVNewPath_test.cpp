@@ -144,13 +144,16 @@ TYPED_TEST(NewPathTest, Append) {
     std::string expected;
     bool root;
   };
-  const Row rows[] = {{"C:\\a\\f.txt", F, "b", Dir, "C:\\a\\b", false},    // joined to Directory()
-                      {"C:\\a", Dir, "..\\..\\..", Dir, "C:\\", true},     // and canonicalised
-                      {"C:x", F, "y", F, "C:y", false},                    // a drive-relative directory
-                      {".", Dir, "..", Dir, "..", false},                  // leading ".." kept
-                      {"C:\\a", Dir, "\\\\s\\t", Dir, "\\\\s\\t", false},  // complete: replaces
-                      {"\\\\s\\t\\u", Dir, "\\z", F, "\\\\s\\z", false},   // keeps only this root
-                      {"x", Dir, "\\z", F, "\\z", false}};                 // or replaces without one
+  const Row rows[] = {
+      {"C:\\a\\f.txt", F, "b", Dir, "C:\\a\\b", false},    // joined to Directory()
+      {"C:\\a", Dir, "..\\..\\..", Dir, "C:\\", true},     // and canonicalised
+      {"C:x", F, "y", F, "C:y", false},                    // a drive-relative directory
+      {".", Dir, "..", Dir, "..", false},                  // leading ".." kept
+      {"C:\\a", Dir, "\\\\s\\t", Dir, "\\\\s\\t", false},  // complete: replaces
+      {"\\\\s\\t\\u", Dir, "\\z", F, "\\\\s\\z", false},   // keeps only this root
+      {"x", Dir, "\\z", F, "\\z", false},                  // or replaces without one
+      // cut, then walked in place past sixteen bytes
+      {"C:\\a\\b", Dir, "..\\..\\abcdefghijklmnopqrstuvwxyz", F, "C:\\abcdefghijklmnopqrstuvwxyz", false}};
   for (const Row& row : rows) {
     SCOPED_TRACE(row.left + " + " + row.right);
     const Path left = this->P(row.left, row.leftType);
