@@ -8,6 +8,7 @@
 #include <fcntl.h>
 #include <io.h>
 #include <pathcch.h>
+#include <shlwapi.h>
 
 #include <algorithm>
 #include <cctype>
@@ -268,6 +269,16 @@ int main() {
         "slashes, and the dot segments they separate, as they are in %zu of its %zu texts\n",
         slashed, absolute.size());
   }
+
+  // PathCanonicalizeW takes relative texts too, so it gets all of them. It
+  // leaves forward slashes, and the dot segments between them, as they are.
+  std::fprintf(stderr, "NewPath_bench: against PathCanonicalizeW\n");
+  Rows(Compare(t, all,
+               [](const std::wstring& s) {
+                 wchar_t out[MAX_PATH];
+                 return ::PathCanonicalizeW(out, s.c_str()) ? static_cast<std::size_t>(out[0]) : std::size_t{0};
+               }),
+       std::to_string(all.size()) + " mixed paths", "PathCanonicalizeW");
 
   std::fprintf(stderr, "NewPath_bench: against std::filesystem::path::lexically_normal\n");
   Rows(Compare(t, leading,

@@ -121,10 +121,11 @@ class NewPathT {
   /// Set(text, Detect, true): the text must name something that exists.
   NewPathT& operator=(const String& text);
 
-  /// Throws InvalidPathException on a bad drive letter, and with validate on a
-  /// bad server name or segment; with Detect, FileNotFoundException when the
-  /// path does not exist. On a throw the object is unusable until the next
-  /// successful Set.
+  /// Throws InvalidPathException, validated or not, on a bad drive letter and
+  /// on a text that would resolve to one reading back as a drive (".\c:",
+  /// "x\..\c:\y" would give "c:"); with validate also on a bad server name or
+  /// segment. With Detect, FileNotFoundException when the path does not exist.
+  /// On a throw the object is unusable until the next successful Set.
   void Set(const String& text, PathType type, bool validate);
 
   /// Resolves "." and "..", trims the end and collapses backslashes; with
@@ -420,8 +421,8 @@ class NewPathT {
   static void CollapseSeparators(String& s, std::size_t root);
   // Dot segments, end trim and root flags, on the state word's kind of path.
   void ResolveDots(String& s, std::size_t root);
-  // One walk over the segments; empty ones (runs of backslashes) go too.
-  void RemoveDotSegments(String& s, std::size_t root) const;
+  // The end trim and root flags after the first walk over s left length units.
+  void FinishDots(String& s, std::size_t length, std::size_t root);
   void ResetProperties() const noexcept;
   // 0, or the Win32 error of a failed read.
   unsigned long Load() const;

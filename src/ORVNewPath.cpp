@@ -29,7 +29,7 @@ std::basic_string<CharT> Ascii(const char* text) {
 
 template <class CharT>
 constexpr CharT FoldAscii(CharT c) noexcept {
-  return (c >= CharT('A') && c <= CharT('Z')) ? static_cast<CharT>(c - CharT('A') + CharT('a')) : c;
+  return ORV::AsciiToLower(c);
 }
 
 template <class CharT>
@@ -38,15 +38,18 @@ constexpr bool IsAsciiLetter(CharT c) noexcept {
   return folded >= CharT('a') && folded <= CharT('z');
 }
 
-// The narrow tests are made on the signed character, the wide ones unsigned.
-// Segments are short: a plain loop beats a call to the runtime's memchr.
-template <class String>
-std::size_t SegmentEnd(const String& s, std::size_t pos) noexcept {
-  const std::size_t size = s.size();
-  while (pos < size && s[pos] != typename String::value_type('\\')) ++pos;
-  return pos;
+// Set accepts both separators and keeps only backslashes.
+template <class CharT>
+constexpr bool IsSeparator(CharT c) noexcept {
+  return c == CharT('\\') || c == CharT('/');
 }
 
+template <class CharT>
+constexpr CharT Unslashed(CharT c) noexcept {
+  return c == CharT('/') ? CharT('\\') : c;
+}
+
+// The narrow tests are made on the signed character, the wide ones unsigned.
 template <class CharT>
 constexpr int Signed(CharT c) noexcept {
   if constexpr (sizeof(CharT) == 1)
@@ -66,70 +69,151 @@ constexpr bool BelowSpace(CharT c) noexcept {
 constexpr char kInvalidPathChars[] = "\"*/:<>?\\|";
 constexpr char kInvalidComputerChars[] = "\"+,/:;<=>?[\\]|";
 
-// The same set as a table indexed by ASCII code, for the segment scan of Set,
-// which gives the answers of InvalidPathChar one load at a time.
-struct AsciiSet {
-  bool member[128] = {};
-  constexpr explicit AsciiSet(const char* units) {
-    for (int c = 0; c < 32; ++c) member[c] = true;
-    for (; *units != '\0'; ++units) member[static_cast<unsigned char>(*units)] = true;
+// The answers of a rule on one unit, asked once for every ASCII unit, so that
+// a scan pays one load per unit instead of a binary search. From 0x80 up the
+// rules answer alike for every unit (every narrow byte is below 32 as a signed
+// char, no wide unit is in an ASCII table), so 0x80 answers for them all.
+template <class CharT>
+class UnitRule {
+ public:
+  explicit UnitRule(bool (*rule)(const CharT&)) {
+    for (unsigned unit = 0; unit <= kHigh; ++unit) m_refused[unit] = rule(static_cast<CharT>(unit));
   }
+  bool operator()(CharT c) const noexcept {
+    const auto unit = static_cast<std::make_unsigned_t<CharT>>(c);
+    return m_refused[unit < kHigh ? unit : kHigh];
+  }
+
+ private:
+  static constexpr unsigned kHigh = 0x80;
+  bool m_refused[kHigh + 1];
 };
-constexpr AsciiSet kInvalidPathCharSet(kInvalidPathChars);
-constexpr AsciiSet kInvalidComputerCharSet(kInvalidComputerChars);
 
-// From 0x80 up every narrow byte is in the set (it is below 32 as a signed
-// char), no wide unit is.
-template <class CharT>
-constexpr bool InAsciiSet(const AsciiSet& set, CharT c) noexcept {
-  const auto unit = static_cast<std::make_unsigned_t<CharT>>(c);
-  return unit >= 128 ? sizeof(CharT) == 1 : set.member[unit];
-}
-
-// Per block of 16 bytes, with SSE2 (every x64 processor has it): a bit per
-// byte for the units InvalidPathChar refuses other than the separator, and
-// one for the separators.
-struct BlockMasks {
-  unsigned refused;
+// Sixteen bytes of a text (SSE2, which every x64 processor has), with '/'
+// turned into '\', and one bit per unit for the separators and for the dots.
+struct Block {
+  __m128i units;
   unsigned separators;
+  unsigned dots;
 };
 
 template <class CharT>
-BlockMasks ScanBlock(const CharT* text) noexcept {
-  const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text));
-  __m128i below;
+Block LoadBlock(const CharT* text) noexcept {
+  __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text));
   const auto is = [&v](char c) {
     if constexpr (sizeof(CharT) == 1)
       return _mm_cmpeq_epi8(v, _mm_set1_epi8(c));
     else
       return _mm_cmpeq_epi16(v, _mm_set1_epi16(c));
   };
-  if constexpr (sizeof(CharT) == 1)
-    below = _mm_cmplt_epi8(v, _mm_set1_epi8(32));  // signed: 0x80 and up count as below 32
-  else
-    below = _mm_cmpeq_epi16(_mm_subs_epu16(v, _mm_set1_epi16(31)), _mm_setzero_si128());  // unsigned <= 31
-  // The members of kInvalidPathChars but the separator, spelled out so that
-  // the compiler keeps every constant in a register.
-  const __m128i refused =
-      _mm_or_si128(_mm_or_si128(_mm_or_si128(below, is('"')), _mm_or_si128(is('*'), is('/'))),
-                   _mm_or_si128(_mm_or_si128(is(':'), is('<')), _mm_or_si128(_mm_or_si128(is('>'), is('?')), is('|'))));
-  return {static_cast<unsigned>(_mm_movemask_epi8(refused)), static_cast<unsigned>(_mm_movemask_epi8(is('\\')))};
+  const auto bits = [](__m128i mask) {
+    if constexpr (sizeof(CharT) == 1)
+      return static_cast<unsigned>(_mm_movemask_epi8(mask));
+    else
+      return static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(mask, _mm_setzero_si128())));
+  };
+  const __m128i flip = sizeof(CharT) == 1 ? _mm_set1_epi8('\\' ^ '/') : _mm_set1_epi16('\\' ^ '/');
+  v = _mm_xor_si128(v, _mm_and_si128(is('/'), flip));
+  return {v, bits(is('\\')), bits(is('.'))};
 }
 
-// The first separator from pos, or size; sixteen bytes at a time while they
-// lie inside the text.
+// One bit per unit of the sixteen bytes that is not an ASCII letter or digit.
+// The compares are signed: narrow bytes from 0x80 and wide units from 0x8000
+// fall below every range.
 template <class CharT>
-std::size_t FindSeparator(const CharT* text, std::size_t pos, std::size_t size) noexcept {
+unsigned OtherThanLettersAndDigits(const CharT* text) noexcept {
+  const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text));
+  const auto within = [](__m128i u, char low, char high) {
+    if constexpr (sizeof(CharT) == 1)
+      return _mm_and_si128(_mm_cmpgt_epi8(u, _mm_set1_epi8(static_cast<char>(low - 1))),
+                           _mm_cmplt_epi8(u, _mm_set1_epi8(static_cast<char>(high + 1))));
+    else
+      return _mm_and_si128(_mm_cmpgt_epi16(u, _mm_set1_epi16(static_cast<short>(low - 1))),
+                           _mm_cmplt_epi16(u, _mm_set1_epi16(static_cast<short>(high + 1))));
+  };
+  const __m128i lowered = _mm_or_si128(v, sizeof(CharT) == 1 ? _mm_set1_epi8(0x20) : _mm_set1_epi16(0x20));
+  const __m128i plain = _mm_or_si128(within(v, '0', '9'), within(lowered, 'a', 'z'));
+  if constexpr (sizeof(CharT) == 1)
+    return ~static_cast<unsigned>(_mm_movemask_epi8(plain)) & 0xFFFFu;
+  else
+    return ~static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(plain, _mm_setzero_si128()))) & 0xFFu;
+}
+
+// Whether the segments written before kept are all "..": a relative path
+// keeps a ".." that follows only those.
+template <class CharT>
+bool OnlyParentsBefore(const CharT* out, std::size_t first, std::size_t kept) noexcept {
+  const CharT dot = CharT('.');
+  return kept == first || (kept - first >= 3 && out[kept - 2] == dot && out[kept - 3] == dot &&
+                           (kept - 3 == first || out[kept - 4] == CharT('\\')));
+}
+
+// One pass over the segments of in from first to size, written to out at the
+// same positions or lower: runs of backslashes collapse, "." goes with its
+// backslash, ".." removes the segment before it but never crosses first, and
+// a relative path keeps its leading "..". out is in (the walk never writes
+// ahead of what it reads) or does not overlap it; then the units between
+// dot segments and empty ones are copied sixteen bytes at a time. Returns the
+// length written.
+template <class CharT>
+std::size_t WalkSegments(const CharT* in, CharT* out, std::size_t first, std::size_t size, bool absolute) noexcept {
   constexpr std::size_t kBlock = 16 / sizeof(CharT);
-  for (; pos + kBlock <= size; pos += kBlock) {
-    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text + pos));
-    const __m128i hit =
-        sizeof(CharT) == 1 ? _mm_cmpeq_epi8(v, _mm_set1_epi8('\\')) : _mm_cmpeq_epi16(v, _mm_set1_epi16('\\'));
-    const unsigned bits = static_cast<unsigned>(_mm_movemask_epi8(hit));
-    if (bits != 0) return pos + static_cast<std::size_t>(__builtin_ctz(bits)) / sizeof(CharT);
+  const CharT bs = CharT('\\');
+  const CharT dot = CharT('.');
+  const bool blocks = in != out;  // a block store would overwrite units not yet read
+  std::size_t kept = first;
+  std::size_t pos = first;
+  bool atStart = true;  // the next unit starts a segment
+  while (pos < size) {
+    if (blocks && pos + kBlock <= size) {
+      const Block block = LoadBlock(in + pos);
+      // Where a segment may be empty or a dot segment, the units are looked at one by one.
+      const unsigned starts = (block.separators << 1) | static_cast<unsigned>(atStart);
+      const unsigned events = (block.separators | block.dots) & starts;
+      const std::size_t run = events != 0 ? static_cast<std::size_t>(__builtin_ctz(events)) : kBlock;
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(out + kept), block.units);
+      kept += run;
+      pos += run;
+      if (run != 0) atStart = ((block.separators >> (run - 1)) & 1u) != 0;
+      if (run == kBlock) continue;
+    }
+    const CharT c = Unslashed(in[pos]);
+    if (atStart && c == bs) {  // an empty segment
+      ++pos;
+      continue;
+    }
+    if (atStart && c == dot) {
+      const CharT next = pos + 1 < size ? Unslashed(in[pos + 1]) : bs;
+      if (next == bs) {
+        pos += 2;  // "." and its backslash
+        continue;
+      }
+      const CharT afterNext = pos + 2 < size ? Unslashed(in[pos + 2]) : bs;
+      if (next == dot && afterNext == bs) {
+        if (absolute || !OnlyParentsBefore(out, first, kept)) {
+          std::size_t cut = first;
+          for (std::size_t b = kept >= 2 ? kept - 1 : first; b-- > first;) {
+            if (out[b] == bs) {
+              cut = b + 1;
+              break;
+            }
+          }
+          kept = cut;
+          pos += 3;  // ".." and its backslash
+          continue;
+        }
+        out[kept++] = dot;
+        out[kept++] = dot;
+        pos += 2;
+        atStart = false;
+        continue;
+      }
+    }
+    out[kept++] = c;
+    atStart = c == bs;
+    ++pos;
   }
-  while (pos < size && text[pos] != CharT('\\')) ++pos;
-  return pos;
+  return kept;
 }
 
 // The search can only answer true when a table name, letters folded, is
@@ -286,80 +370,85 @@ std::size_t NewPathT<CharT>::RootLength() const noexcept {
 
 template <class CharT>
 void NewPathT<CharT>::Set(const String& text, PathType type, bool validate) {
-  const CharT bs = CharT('\\');
-  // 1. Type; every other flag is rebuilt below.
-  m_state = (static_cast<std::uint32_t>(type) & 7u) << kTypeShift;
-
-  // 2. Both separators are accepted; only backslashes are kept. The text is
-  // worked on in place, in the path's own buffer (no allocation once it has
-  // held a text this long), and copied by a plain loop: the runtime's memcpy
-  // costs more than the copy for texts this short.
-  String& s = m_path;
-  const std::size_t size = text.size();
-  s.resize(size);
-  CharT* const out = &s[0];
-  const CharT* const in = text.data();  // after the resize: text may be m_path itself
-  for (std::size_t i = 0; i < size; ++i) out[i] = in[i] == CharT('/') ? bs : in[i];
-
-  // 3. Cache reset; absolute until the text proves relative.
+  // 1, 3. Type; cache reset; absolute until the text proves relative. Every
+  // other flag is rebuilt below.
+  m_state = ((static_cast<std::uint32_t>(type) & 7u) << kTypeShift) | kAttributes | kAbsolute;
   m_size = 0;
   m_time = ORV::DateTime(0);
-  m_state |= kAttributes | kAbsolute;
+
+  // 2. The result is written straight into the path's own buffer (no
+  // allocation once it has held a text this long); it is never longer than
+  // the text. Slashes become backslashes as units are copied.
+  if (&text == &m_path) {
+    Set(String(text), type, validate);  // the walk writes where it reads
+    return;
+  }
+  String& s = m_path;
+  std::size_t size = text.size();
+  s.resize(size);
+  CharT* const out = &s[0];
+  const CharT* in = text.data();
 
   // 4. "file:\\\C:\x" loses eight units, "file:\\srv\x" only "file:".
   const String& scheme = NP_FILE_SCHEME;
-  if (s.size() >= scheme.size() &&
-      std::equal(scheme.begin(), scheme.end(), s.begin(), [](CharT a, CharT b) { return a == FoldAscii(b); })) {
-    if (s.size() > scheme.size() && s[scheme.size()] == bs) {
-      s.erase(0, scheme.size() + 1);
-      if (s.empty()) s = NP_CURRENT;
+  if (size >= scheme.size() &&
+      std::equal(scheme.begin(), scheme.end(), in, [](CharT a, CharT b) { return a == FoldAscii(Unslashed(b)); })) {
+    if (size == scheme.size() + 1 && IsSeparator(in[scheme.size()])) {
+      in = NP_CURRENT.data();
+      size = NP_CURRENT.size();
     } else {
-      s.erase(0, scheme.size() - NP_UNC_ROOT.size());
+      const std::size_t skipped =
+          size > scheme.size() && IsSeparator(in[scheme.size()]) ? scheme.size() + 1 : scheme.size() - 2;
+      in += skipped;
+      size -= skipped;
     }
   }
 
   // 5. Drive, UNC or neither.
   std::size_t root = 0;
-  if (s.size() >= 2 && s[1] == CharT(':')) {
-    if (!IsAsciiLetter(s[0])) ThrowInvalidPath();
+  if (size >= 2 && in[1] == CharT(':')) {
+    if (!IsAsciiLetter(in[0])) ThrowInvalidPath();
     m_state |= kDrive;
     root = 2;
-    if (s.size() < 3 || s[2] != bs) m_state &= ~kAbsolute;  // "C:x"
-  } else if (s.size() < 2) {
-    if (s.empty() || s[0] != bs) m_state &= ~kAbsolute;
-  } else if (s.compare(0, NP_UNC_ROOT.size(), NP_UNC_ROOT) == 0) {
+    if (size < 3 || !IsSeparator(in[2])) m_state &= ~kAbsolute;  // "C:x"
+  } else if (size < 2) {
+    if (size == 0 || !IsSeparator(in[0])) m_state &= ~kAbsolute;
+  } else if (IsSeparator(in[0]) && IsSeparator(in[1])) {
     m_state |= kUNC;
     root = 2;
-  } else if (s[0] != bs) {
+  } else if (!IsSeparator(in[0])) {
     m_state &= ~kAbsolute;
   }
-  StoreRootLength(root);
 
-  // 6.
-  while (s.size() > root && s.back() == bs) s.pop_back();
-
-  // 7. The root becomes "\\server".
+  // 6, 7. The root becomes "\\server". Trailing backslashes need no removal
+  // first: they cannot move where the server name ends, and the end trim
+  // below takes them.
   if ((m_state & kUNC) != 0) {
-    const std::size_t end = SegmentEnd(s, root);
+    std::size_t end = root;
+    while (end < size && !IsSeparator(in[end])) ++end;
     if (validate) {
-      const std::size_t length = end - root;
-      if (length < 1 || length > 15) ThrowInvalidPath();
-      for (std::size_t i = root; i < end; ++i)
-        if (InAsciiSet(kInvalidComputerCharSet, s[i])) ThrowInvalidPath();  // as InvalidComputerNameChar
+      static const UnitRule<CharT> refused(&InvalidComputerNameChar);
+      if (end - root < 1 || end - root > 15 || std::any_of(in + root, in + end, [](CharT c) { return refused(c); }))
+        ThrowInvalidPath();
     }
     StoreRootLength(end);
     root = StoredRootLength();
+  } else {
+    StoreRootLength(root);
   }
 
-  // 8-10. Collapse separators and resolve dot segments (one walk does both),
-  // give a root its backslash.
-  ResolveDots(s, root);
+  // 8, 9. The root is copied as it stands, with the backslash that follows it
+  // in an absolute path; one walk copies the rest, collapsing separators and
+  // resolving dot segments.
+  const bool absolute = (m_state & kAbsolute) != 0;
+  const std::size_t first = absolute && root < size ? root + 1 : root;
+  for (std::size_t i = 0; i < first; ++i) out[i] = Unslashed(in[i]);
+  FinishDots(s, WalkSegments(in, out, first, size, absolute), root);
   // ".\u:" resolves to "u:", which would read back as a drive: refused.
   if ((m_state & kDrive) == 0 && s.size() >= 2 && s[1] == CharT(':')) ThrowInvalidPath();
 
   // 11. Segments after the root.
-  if (validate && s.size() > root && InvalidSegments(s, (m_state & kAbsolute) != 0 ? root + 1 : root))
-    ThrowInvalidPath();
+  if (validate && s.size() > root && InvalidSegments(s, absolute ? root + 1 : root)) ThrowInvalidPath();
 
   // 12. The load turns Detect into File or Directory.
   if (type == PathType::Detect) {
@@ -380,83 +469,31 @@ void NewPathT<CharT>::CollapseSeparators(String& s, std::size_t root) {
   if (kept < s.size()) s.resize(kept);
 }
 
-// One pass, in place: what lies before `kept` is final, so a ".." removes the
-// last kept segment by moving `kept` back, never crossing `first`.
-// One pass, in place: what lies before `kept` is final, so a ".." removes the
-// last kept segment by moving `kept` back, never crossing `first`. Raw
-// pointers, because stores through a char reference would make the compiler
-// reload the string's size and data at every step.
 template <class CharT>
-void NewPathT<CharT>::RemoveDotSegments(String& s, std::size_t root) const {
+void NewPathT<CharT>::ResolveDots(String& s, std::size_t root) {
+  const bool absolute = (m_state & kAbsolute) != 0;
+  const std::size_t first = absolute ? root + 1 : root;
+  FinishDots(s, s.size() > root ? WalkSegments(s.data(), &s[0], first, s.size(), absolute) : s.size(), root);
+}
+
+// After the first walk over s: "a\..\..\b" -> "..\b", "C:\..\x" -> "C:\x". A
+// name cannot end in a space, so the end loses its spaces and backslashes:
+// "C:\dir\name \" -> "C:\dir\name". The trim never cuts into the root, and
+// when it lays bare a dot segment ("\x\. " -> "\x\.") the walk runs again, so
+// that the result is canonical.
+template <class CharT>
+void NewPathT<CharT>::FinishDots(String& s, std::size_t length, std::size_t root) {
   const CharT bs = CharT('\\');
   const bool absolute = (m_state & kAbsolute) != 0;
   const std::size_t first = absolute ? root + 1 : root;
-  const std::size_t size = s.size();
-  if (first >= size) return;
   CharT* const text = &s[0];
-  std::size_t kept = first;
-  std::size_t pos = first;
-  int depth = 0;
-  while (pos < size) {
-    const std::size_t end = FindSeparator(text, pos, size);
-    const std::size_t length = end - pos;
-    const std::size_t next = std::min(end + 1, size);  // past the segment and its backslash
-    bool keep = false;
-    if (length == 0) {
-      // An empty segment: a run of backslashes collapses to one.
-    } else if (length == 2 && text[pos] == CharT('.') && text[pos + 1] == CharT('.')) {
-      if (!absolute && depth == 0) {
-        keep = true;  // a relative path may begin with ".."
-      } else {
-        std::size_t cut = first;
-        for (std::size_t b = kept >= 2 ? kept - 1 : first; b-- > first;) {
-          if (text[b] == bs) {
-            cut = b + 1;
-            break;
-          }
-        }
-        kept = cut;
-        --depth;
-      }
-    } else if (!(length == 1 && text[pos] == CharT('.'))) {
-      keep = true;
-      ++depth;
-    }
-    if (keep) {
-      if (kept == pos)
-        kept = next;
-      else
-        while (pos < next) text[kept++] = text[pos++];
-    }
-    pos = next;
+  while (length > 0) {
+    const std::size_t untrimmed = length;
+    while (length > root && (text[length - 1] == bs || text[length - 1] == CharT(' '))) --length;
+    if (length == untrimmed || length <= root) break;
+    length = WalkSegments(text, text, first, length, absolute);
   }
-  s.resize(kept);
-}
-
-template <class CharT>
-void NewPathT<CharT>::ResolveDots(String& s, std::size_t root) {
-  const CharT bs = CharT('\\');
-  const bool absolute = (m_state & kAbsolute) != 0;
-
-  // "a\..\..\b" -> "..\b", "C:\..\x" -> "C:\x". A name cannot end in a space,
-  // so the end loses its spaces and backslashes: "C:\dir\name \" -> "C:\dir\name".
-  // The trim never cuts into the root, and when it lays bare a dot segment
-  // ("\x\. " -> "\x\.") the walk runs again, so that the result is canonical.
-  if (s.size() > root) {
-    for (;;) {
-      RemoveDotSegments(s, root);
-      if (s.empty()) {
-        s = NP_CURRENT;
-        break;
-      }
-      bool trimmed = false;
-      while (s.size() > root && (s.back() == bs || s.back() == CharT(' '))) {
-        s.pop_back();
-        trimmed = true;
-      }
-      if (!trimmed || s.size() <= root) break;
-    }
-  }
+  s.resize(length);
   if (s.empty() && !absolute) s = NP_CURRENT;
 
   // Roots keep their backslash: "C:\", "\", "\\server\". The flags are
@@ -709,31 +746,34 @@ bool InSortedTable(const String& table, typename String::value_type c) {
 
 // InvalidPathName on every segment from first, in one pass. A device name is
 // read up to the end of the whole text, as the search reads it: "C:\CON\x"
-// passes, "C:\dir\CON" and "C:\CON.txt\x" do not.
+// passes, "C:\dir\CON" and "C:\CON.txt\x" do not. So only a segment with a dot
+// or the last one can name a device, and the search runs only there. Letters
+// and digits pass every rule here and make up most of a name: they are
+// skipped sixteen bytes at a time, the other units are asked one by one.
 template <class CharT>
 bool NewPathT<CharT>::InvalidSegments(const String& s, std::size_t first) {
+  static const UnitRule<CharT> refused(&InvalidPathChar);
   constexpr std::size_t kBlock = 16 / sizeof(CharT);
+  const CharT bs = CharT('\\');
   const CharT* const text = s.c_str();
   const std::size_t size = s.size();
+  bool invalid = false;
   std::size_t segment = first;
+  const auto deviceAt = [&](std::size_t pos) {
+    const CharT c = text[pos];
+    invalid |= refused(c) & (c != bs);
+    if (c == CharT('.') && IsDeviceName(text + segment)) return true;
+    segment = c == bs ? pos + 1 : segment;
+    return false;
+  };
   std::size_t pos = first;
   for (; pos + kBlock <= size; pos += kBlock) {
-    const BlockMasks block = ScanBlock(text + pos);
-    if (block.refused != 0) return true;
-    // One bit per unit: a wide unit sets two.
-    unsigned separators = sizeof(CharT) == 1 ? block.separators : block.separators & 0x5555u;
-    for (; separators != 0; separators &= separators - 1) {
-      if (MayNameDevice(text + segment) && IsDeviceName(text + segment)) return true;
-      segment = pos + static_cast<std::size_t>(__builtin_ctz(separators)) / sizeof(CharT) + 1;
-    }
+    for (unsigned others = OtherThanLettersAndDigits(text + pos); others != 0; others &= others - 1)
+      if (deviceAt(pos + static_cast<std::size_t>(__builtin_ctz(others)))) return true;
   }
-  for (; pos < size; ++pos) {
-    if (!InAsciiSet(kInvalidPathCharSet, text[pos])) continue;
-    if (text[pos] != CharT('\\')) return true;
-    if (IsDeviceName(text + segment)) return true;
-    segment = pos + 1;
-  }
-  return segment < size && IsDeviceName(text + segment);
+  for (; pos < size; ++pos)
+    if (deviceAt(pos)) return true;
+  return invalid || (segment < size && IsDeviceName(text + segment));
 }
 
 template <class CharT>
@@ -748,7 +788,7 @@ bool NewPathT<CharT>::InvalidComputerNameChar(const CharT& c) {
 
 template <class CharT>
 bool NewPathT<CharT>::InvalidSegment(const CharT* begin, const CharT* end) {
-  return std::any_of(begin, end, [](CharT c) { return InAsciiSet(kInvalidPathCharSet, c); });
+  return std::any_of(begin, end, [](CharT c) { return InvalidPathChar(c); });
 }
 
 template <class CharT>

@@ -16,6 +16,7 @@
 #include <type_traits>
 
 #include "ORVFileException.h"
+#include "ORVFileTestSupport.h"
 #include "ORVNewPath.h"
 
 namespace {
@@ -25,7 +26,6 @@ using ORVFile::NewPathT;
 using ORVFile::PathType;
 
 constexpr std::uint32_t kSeed = 0x5EED1u;
-constexpr int kTexts = 200000;
 
 template <class CharT>
 using Str = std::basic_string<CharT>;
@@ -35,13 +35,6 @@ Str<CharT> S(const std::string& text) {
   Str<CharT> result;
   for (char c : text) result += static_cast<CharT>(static_cast<unsigned char>(c));
   return result;
-}
-
-// Failure messages must show zeros, controls and high units: GoogleTest's
-// printer escapes them.
-template <class CharT>
-std::string Show(const Str<CharT>& s) {
-  return ::testing::PrintToString(s);
 }
 
 template <class CharT>
@@ -289,6 +282,7 @@ TYPED_TEST_SUITE(NewPathRandomTest, Widths);
 TYPED_TEST(NewPathRandomTest, SetOnGeneratedTexts) {
   using CharT = TypeParam;
   using Path = NewPathT<CharT>;
+  const int texts = 40000 * orvtest::TestScale();
   TextSource<CharT> source(kSeed);
   Path reused;  // a Set must not depend on what the object held before
   // Each kind of fault is reported once, with the shortest text that shows it.
@@ -300,7 +294,7 @@ TYPED_TEST(NewPathRandomTest, SetOnGeneratedTexts) {
   std::map<std::string, Sample> faults;
   int validAccepted = 0, validRefused = 0;
 
-  for (int index = 0; index < kTexts; ++index) {
+  for (int index = 0; index < texts; ++index) {
     const Str<CharT> text = source.Next();
     const bool serverTooLong = ServerTooLong(text);
     bool accepted[2][2] = {};  // [type][validate]
@@ -310,8 +304,8 @@ TYPED_TEST(NewPathRandomTest, SetOnGeneratedTexts) {
       if (!kind.empty()) return;
       kind = what;
       detail = std::string(t ? "Directory" : "File") + (validate ? ", validated" : "");
-      if (got) detail += ", got " + Show(got->RawPath());
-      if (then) detail += ", then " + Show(then->RawPath());
+      if (got) detail += ", got " + ::testing::PrintToString(got->RawPath());
+      if (then) detail += ", then " + ::testing::PrintToString(then->RawPath());
     };
 
     for (const PathType type : {PathType::File, PathType::Directory}) {
@@ -375,11 +369,11 @@ TYPED_TEST(NewPathRandomTest, SetOnGeneratedTexts) {
     }
   }
   for (const auto& [kind, sample] : faults)
-    ADD_FAILURE() << kind << ": " << Show(sample.text) << " (" << sample.detail << "; seed " << kSeed << ", case "
-                  << sample.index << ")";
+    ADD_FAILURE() << kind << ": " << ::testing::PrintToString(sample.text) << " (" << sample.detail << "; seed "
+                  << kSeed << ", case " << sample.index << ")";
   // The texts must reach both outcomes often, or they test little.
-  EXPECT_GT(validAccepted, kTexts / 10);
-  EXPECT_GT(validRefused, kTexts / 10);
+  EXPECT_GT(validAccepted, texts / 10);
+  EXPECT_GT(validRefused, texts / 10);
 }
 
 }  // namespace
