@@ -66,9 +66,10 @@ coverage: build-coverage
 bench: build-release
 	cmake --build --preset release --target bench
 
+# The version shown is the one project() declares.
 docs:
 	@cmake/ensure-deps doxygen
-	doxygen docs/Doxyfile
+	ORV_VERSION=$(shell sed -n 's/^project.ORVFile VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt) doxygen docs/Doxyfile
 
 format-check:
 	@cmake/ensure-deps clang-format

@@ -16,8 +16,9 @@ if(NOT ORV_MINGW_GCC_DIR)
   list(GET gcc_dirs -1 ORV_MINGW_GCC_DIR)
 endif()
 set(stdcxx ${ORV_MINGW_GCC_DIR}/include/c++)
-set(CMAKE_CXX_FLAGS_INIT
-    "-nostdinc++ -isystem ${stdcxx} -isystem ${stdcxx}/${ORV_TRIPLE} -isystem ${stdcxx}/backward")
+# The flags reach the link too, where -nostdinc++ has nothing to do.
+set(CMAKE_CXX_FLAGS_INIT "-nostdinc++ -isystem ${stdcxx} -isystem ${stdcxx}/${ORV_TRIPLE} -isystem ${stdcxx}/backward")
+string(APPEND CMAKE_CXX_FLAGS_INIT " -Wno-unused-command-line-argument")
 # -pthread brings winpthread, which the posix libstdc++ needs.
 set(CMAKE_EXE_LINKER_FLAGS_INIT "-static -pthread -L${ORV_MINGW_GCC_DIR}")
 set(CMAKE_SHARED_LINKER_FLAGS_INIT "-static -pthread -L${ORV_MINGW_GCC_DIR}")
