@@ -1,16 +1,23 @@
 # Two commands do everything from a fresh machine:
-#   make demo   install what is missing, build, run the examples under Wine
-#   make test   the same, then run the whole test suite under Wine
-# and one more for the checked build:
-#   make check  build with library assertions and the trapping UB sanitizer, run the suite
-# and one for speed:
-#   make bench  build the release preset, run the benchmarks under Wine, write bench/results.md
-# and one for the API documentation:
-#   make docs   install Doxygen if missing, write build/docs/html/index.html from the public headers
+#   make demo          install what is missing, build, run the examples under Wine
+#   make test          the same, then run the whole test suite under Wine
+# and more for CI and for a closer look:
+#   make check         build with library assertions and the trapping UB sanitizer, run the suite
+#   make test-clang    build with Clang (target x86_64-w64-mingw32) and run the suite
+#   make coverage      run the suite in a --coverage build, report lines and branches (build/coverage/html)
+#   make soak          run the suite with the random tests' counts ten times over
+#   make docs          install Doxygen if missing, write build/docs/html/index.html from the public headers
+#   make format-check  fail if clang-format would change any source file
+#   make bench         build the release preset, run the benchmarks under Wine, write bench/results.md
 
 MAKEFLAGS += --no-print-directory
 
-.PHONY: all deps demo test check bench docs build-release build-checked clean
+.PHONY: all deps deps-clang demo test check test-clang coverage soak docs format-check bench clean $(BUILDS)
+
+BUILDS = build-release build-checked build-clang build-coverage
+SOURCES_TO_FORMAT = $(shell git ls-files -- src pubhdr siblings tests bench examples | grep -E '\.(h|cpp|inl)$$')
+COVERAGE_DIR = build/coverage
+GCOVR = gcovr --root . --gcov-executable x86_64-w64-mingw32-gcov --filter src/ --filter pubhdr/ --filter siblings/
 
 all: build-release
 
@@ -20,11 +27,8 @@ deps:
 build/%/CMakeCache.txt: | deps
 	cmake --preset $*
 
-build-release: deps build/release/CMakeCache.txt
-	cmake --build --preset release
-
-build-checked: deps build/checked/CMakeCache.txt
-	cmake --build --preset checked
+$(BUILDS): build-%: deps build/%/CMakeCache.txt
+	cmake --build --preset $*
 
 demo: build-release
 	cmake --build --preset release --target demo
@@ -35,13 +39,42 @@ test: build-release
 check: build-checked
 	ctest --preset checked
 
+# Clang is needed only here and coverage's gcovr only there, as Doxygen for docs.
+build/clang/CMakeCache.txt: | deps-clang
+deps-clang:
+	@cmake/ensure-deps clang
+
+test-clang: build-clang
+	ctest --preset clang
+
+soak: build-release
+	ctest --preset soak
+
+# The counts start from nothing, and are reported even when a test fails
+# (which then fails the target). gcov reads the data once into one JSON file.
+coverage: build-coverage
+	@cmake/ensure-deps gcovr
+	find $(COVERAGE_DIR) -name '*.gcda' -delete
+	ctest --preset coverage; status=$$?; \
+	$(GCOVR) --object-directory $(COVERAGE_DIR) --json $(COVERAGE_DIR)/coverage.json && \
+	mkdir -p $(COVERAGE_DIR)/html && \
+	$(GCOVR) -a $(COVERAGE_DIR)/coverage.json --html-details $(COVERAGE_DIR)/html/index.html && \
+	$(GCOVR) -a $(COVERAGE_DIR)/coverage.json && \
+	$(GCOVR) -a $(COVERAGE_DIR)/coverage.json --branches --print-summary && \
+	echo "HTML report: $(COVERAGE_DIR)/html/index.html" && exit $$status
+
 bench: build-release
 	cmake --build --preset release --target bench
 
-# Doxygen is needed only here, so the build's package list leaves it out.
+# The version shown is the one project() declares.
 docs:
 	@cmake/ensure-deps doxygen
-	doxygen docs/Doxyfile
+	ORV_VERSION=$(shell sed -n 's/^project.ORVFile VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt) doxygen docs/Doxyfile
+
+format-check:
+	@cmake/ensure-deps clang-format
+	@echo "clang-format --dry-run --Werror over $(words $(SOURCES_TO_FORMAT)) files"
+	@clang-format --dry-run --Werror $(SOURCES_TO_FORMAT)
 
 clean:
 	rm -rf build

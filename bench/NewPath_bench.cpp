@@ -247,7 +247,7 @@ int main() {
   const unsigned long cchFlags = PATHCCH_CANONICALIZE_SLASHES;
   std::size_t failures = 0;
   Rows(Compare(t, absolute,
-               [&failures, cchFlags](const std::wstring& s) {
+               [&failures](const std::wstring& s) {
                  wchar_t out[MAX_PATH];
                  if (FAILED(::PathCchCanonicalizeEx(out, MAX_PATH, s.c_str(), cchFlags))) {
                    ++failures;

@@ -65,7 +65,7 @@ TEST(FileException, CopiesKeepOnlyTheTextAssignmentKeepsAll) {
 
   WriteErrorException assigned(SmartPtr<MessageInfo>(), nullptr);
   assigned = original;
-  assigned = assigned;
+  assigned = *&assigned;  // self-assignment, spelt so that Clang does not warn
   EXPECT_TRUE(assigned.What() == text && assigned.TypeName() == L"WriteErrorException" && assigned.Info() == info);
   EXPECT_EQ(info->NbRef(), 3);  // this handle, original's and assigned's
   assigned = WriteErrorException(SmartPtr<MessageInfo>(), nullptr);
