@@ -6,12 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <cctype>
-#include <functional>
-#include <stdexcept>
-#include <string>
-#include <tuple>
-#include <utility>
-#include <vector>
 
 #include "ORVDirectoryWalker.h"
 #include "ORVFileTestSupport.h"
@@ -60,20 +54,18 @@ class DirectoryWalkerTest : public orvtest::TempDirTest {
 };
 
 TEST_F(DirectoryWalkerTest, WalksTheModelFromAnyStart) {
-  for (const auto& [pattern, recursive, expected] :
-       {std::tuple{"*.*", false, Names{"a.txt", "b.dat", "z.txt"}}, {"*.TXT", true, Names{"a.txt", "z.txt"}}}) {
-    DirectoryWalker walker;
-    walker.AddHandler(Record(m_seen));
-    EXPECT_EQ(Walk(walker, "", pattern, recursive), expected) << pattern << " (\"sub\" does not match: not entered)";
-  }
+  DirectoryWalker walker;
+  walker.AddHandler(Record(m_seen));
+  EXPECT_EQ(Walk(walker, "", "*.*", false), (Names{"a.txt", "b.dat", "z.txt"}));
+  EXPECT_EQ(Walk(walker, "", "*.TXT"), (Names{"a.txt", "z.txt"})) << "\"sub\" does not match: not entered";
   // From each file, named in upper case: that file and what follows it; then the start is spent.
   for (std::size_t start = 0; start < kAll.size(); ++start) {
-    DirectoryWalker walker;
-    walker.AddHandler(Record(m_seen));
+    DirectoryWalker from;
+    from.AddHandler(Record(m_seen));
     std::string upper = P(kAll[start]);
     for (char& c : upper) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-    EXPECT_EQ(Walk(walker, upper), Names(kAll.begin() + start, kAll.end())) << kAll[start];
-    EXPECT_EQ(Walk(walker, P("z.txt")), kAll) << kAll[start];
+    EXPECT_EQ(Walk(from, upper), Names(kAll.begin() + start, kAll.end())) << kAll[start];
+    EXPECT_EQ(Walk(from, P("z.txt")), kAll) << kAll[start];
   }
   DirectoryWalker never;
   never.AddHandler(Record(m_seen));

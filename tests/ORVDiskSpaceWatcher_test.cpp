@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <stdexcept>
 
 #include "ORVDiskSpaceWatcher.h"
 #include "ORVObserverTestSupport.h"

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <random>
-#include <stdexcept>
 
 #include "ORVObserverTestSupport.h"
 #include "ORVThread.h"
@@ -15,11 +14,7 @@ using ORV::EventSemaphore;
 
 namespace {
 
-std::vector<DeviceEvent> Removed(std::initializer_list<const wchar_t*> paths) {
-  std::vector<DeviceEvent> events;
-  for (const wchar_t* path : paths) events.push_back({DeviceEvent::Removed, path});
-  return events;
-}
+constexpr auto kRemoved = DeviceEvent::Removed;
 
 using ObserverTest = WatchTest;
 
@@ -58,10 +53,10 @@ TEST_F(ObserverTest, DispatchesEachEventByKindAfterLookingAtTheDiskInArrivalOrde
   }
   observer->EventsOccurred(batch);
   observer->EventsOccurred({});  // only wakes the worker
-  observer->EventsOccurred(Removed({L"END", L"after"}));
+  observer->EventsOccurred({{kRemoved, L"END"}, {kRemoved, L"after"}});
   expected.insert(expected.end(), {L"R:end", L"ObserverCallInterface::ProcessEvents: handler failed"});
   ASSERT_TRUE(log.WaitFor(expected.back()));
-  observer->EventsOccurred(Removed({L"later"}));
+  observer->EventsOccurred({{kRemoved, L"later"}});
   observer.Reset();  // without Shutdown: the last Release stops the worker
   expected.push_back(L"destroyed");
   EXPECT_EQ(log.Get(), expected);
@@ -84,21 +79,21 @@ TEST_F(ObserverTest, EightProducersAndAPostingHandlerLoseNothingAndKeepEachStrea
     const int stream = std::stoi(call.substr(2)) / 1000000, number = std::stoi(call.substr(2)) % 1000000;
     outOfOrder += number != next[stream]++;
     if (stream < 8 && number % 100 == 0)
-      observer->EventsOccurred({{DeviceEvent::Removed, std::to_wstring((stream + 8) * 1000000 + number / 100)}});
+      observer->EventsOccurred({{kRemoved, std::to_wstring((stream + 8) * 1000000 + number / 100)}});
     if (++delivered == total) log.Add(L"all");
   };
   std::vector<SmartPtr<ORV::Thread>> producers;
   for (int p = 0; p < 8; ++p) {
-    producers.emplace_back(
-        new ORV::Thread(L"producer", ORV::MakeFunction([&observer, p, each](void*) {
-                          std::mt19937 random(static_cast<unsigned>(p));
-                          for (int number = 0; number < each;) {
-                            std::vector<DeviceEvent> batch;
-                            for (int size = 1 + static_cast<int>(random() % 50); size > 0 && number < each; --size)
-                              batch.push_back({DeviceEvent::Removed, std::to_wstring(p * 1000000 + number++)});
-                            observer->EventsOccurred(batch);
-                          }
-                        })));
+    producers.emplace_back(new ORV::Thread(L"producer", ORV::MakeFunction([&observer, p, each](void*) {
+                                             std::mt19937 random(static_cast<unsigned>(p));
+                                             for (int number = 0; number < each;) {
+                                               std::vector<DeviceEvent> batch;
+                                               for (int size = 1 + static_cast<int>(random() % 50);
+                                                    size > 0 && number < each; --size)
+                                                 batch.push_back({kRemoved, std::to_wstring(p * 1000000 + number++)});
+                                               observer->EventsOccurred(batch);
+                                             }
+                                           })));
     producers.back()->Run();
   }
   ASSERT_TRUE(log.WaitFor(L"all")) << delivered << " of " << total;
@@ -123,11 +118,11 @@ TEST_F(ObserverTest, ShutdownNeverWaitsAndTheLastReleaseNeverRunsUnderAHandler) 
       ::Sleep(50);  // long enough for a Release that does not wait to destroy the recorder first
       log.Add(call + L" done");
     };
-    observer->EventsOccurred(Removed({L"x", L"y"}));
+    observer->EventsOccurred({{kRemoved, L"x"}, {kRemoved, L"y"}});
     ASSERT_TRUE(entered.Wait(kPatience));
-    observer->EventsOccurred(Removed({L"z"}));  // the queue's lock is free while a handler runs
+    observer->EventsOccurred({{kRemoved, L"z"}});  // the queue's lock is free while a handler runs
     if (round % 2 == 0) observer->Shutdown();
-    observer->EventsOccurred(Removed({L"after"}));  // kept, never delivered
+    observer->EventsOccurred({{kRemoved, L"after"}});  // kept, never delivered
     proceed.Set();
     observer.Reset();
     log.Add(L"released");
