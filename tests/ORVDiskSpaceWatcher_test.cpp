@@ -164,14 +164,17 @@ TEST_F(DiskSpaceWatcherTest, TheCallbackMayChangeTheListAndPauseOrResumeItsWatch
 TEST_F(DiskSpaceWatcherTest, PauseResumeCyclesLeaveNothingBehindAndTheVolumeIsAsked) {
   detail::AvailableBytesForTesting() = m_saved;
   Callbacks recorder;
-  const auto before = TakeResources();
-  {
+  std::vector<int> before;
+  // The first round sets up what the process keeps for good (each test runs in
+  // a process of its own): count from the second.
+  for (int round = 0; round < 2; ++round) {
+    before = TakeResources();
     SmartPtr<DiskSpaceWatcher> watcher = Watching(recorder, 3600, {{m_dir, ~0ull}});
-    for (int i = 0; i < 100 * TestScale(); ++i) {
+    for (int i = 0; i < 50 * TestScale(); ++i) {
       watcher->Pause();
       watcher->Resume();
     }
-    ASSERT_TRUE(recorder.WaitCalls(1));
+    ASSERT_TRUE(recorder.WaitCalls(round + 1));
   }
   EXPECT_EQ(TakeResources(), before);
   EXPECT_EQ(recorder.passes.Get()[0].find(L" 0/"), std::wstring::npos);  // some space is free
