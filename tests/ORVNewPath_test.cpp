@@ -156,12 +156,10 @@ TYPED_TEST(NewPathTest, CanonicalizeToAbsolute) {
   p.Canonicalize(true);
   EXPECT_EQ(p.RawPath(), current.Directory() + this->T("x"));
   // A drive that is missing, or not a letter, is refused.
-  const DWORD drives = ::GetLogicalDrives();
-  for (unsigned bit = 0; bit < 26; ++bit)
-    if (((drives >> bit) & 1u) == 0) {
-      EXPECT_THROW(Path::GetCurrentPath(static_cast<CharT>('A' + bit)), InvalidPathException);
-      break;
-    }
+  unsigned missing = 0;
+  while (missing < 26 && ((::GetLogicalDrives() >> missing) & 1u)) ++missing;
+  ASSERT_LT(missing, 26u);
+  EXPECT_THROW(Path::GetCurrentPath(static_cast<CharT>('A' + missing)), InvalidPathException);
   EXPECT_THROW(Path::GetCurrentPath(CharT('1')), InvalidPathException);
 }
 
@@ -243,11 +241,9 @@ class TextSource {
   Str<CharT> Pick(std::initializer_list<const char*> texts) { return S<CharT>(texts.begin()[Below(texts.size())]); }
   CharT High() {
     if (sizeof(CharT) == 1) return static_cast<CharT>(0x80 + Below(0x80));
-    const unsigned kind = Below(4);  // unpaired surrogates, the non-character, a Latin letter, anything
-    return static_cast<CharT>(kind == 0   ? 0xD800 + Below(0x800)
-                              : kind == 1 ? 0xFFFF
-                              : kind == 2 ? 0xE9
-                                          : 0x80 + Below(0xFF80));
+    // unpaired surrogates, the non-character, a Latin letter, anything
+    const unsigned wide[] = {0xD800 + Below(0x800), 0xFFFF, 0xE9, 0x80 + Below(0xFF80)};
+    return static_cast<CharT>(wide[Below(4)]);
   }
   Str<CharT> Scheme() { return Pick({"file:", "FILE://", "file:///", "File:\\\\", "file:\\\\\\", "fIlE:////"}); }
 
