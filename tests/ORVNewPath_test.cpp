@@ -2,34 +2,30 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
+#include <cstring>
+#include <functional>
 #include <limits>
+#include <map>
+#include <random>
+#include <set>
 #include <string>
+#include <tuple>
 #include <type_traits>
 #include <utility>
 
 #include "ORVFileException.h"
+#include "ORVFileTestSupport.h"
 #include "ORVNewPath.h"
 
 namespace ORVFile {
 
-// Reaches the state word and the private predicates.
+// Reaches the state word.
 struct NewPathTestAccess {
   template <class CharT>
   static std::uint32_t State(const NewPathT<CharT>& p) {
     return p.m_state;
-  }
-  template <class CharT>
-  static bool InvalidPathChar(CharT c) {
-    return NewPathT<CharT>::InvalidPathChar(c);
-  }
-  template <class CharT>
-  static bool InvalidComputerNameChar(CharT c) {
-    return NewPathT<CharT>::InvalidComputerNameChar(c);
-  }
-  template <class CharT>
-  static bool IsDeviceName(const std::basic_string<CharT>& text) {
-    return NewPathT<CharT>::IsDeviceName(text.c_str());
   }
 };
 
@@ -42,132 +38,110 @@ using ORVFile::NewPathT;
 using ORVFile::PathType;
 using Access = ORVFile::NewPathTestAccess;
 
-constexpr std::uint32_t A = 1u << 20;  // absolute
-constexpr std::uint32_t R = 1u << 21;  // root
-constexpr std::uint32_t U = 1u << 22;  // UNC
-constexpr std::uint32_t D = 1u << 23;  // drive
-constexpr std::uint32_t V = 1u << 24;  // server
+template <class CharT>
+using Str = std::basic_string<CharT>;
+
+// ASCII rows serve both widths.
+template <class CharT>
+Str<CharT> S(const std::string& text) {
+  Str<CharT> result;
+  for (char c : text) result += static_cast<CharT>(static_cast<unsigned char>(c));
+  return result;
+}
+
+// Whether a rule refuses a unit: narrow bytes from 0x80 are refused, wide
+// units above 31 by the table alone.
+template <class CharT>
+bool Refused(unsigned u, const char* table) {
+  return u < 32 || (sizeof(CharT) == 1 && u >= 0x80) || (u < 0x80 && std::strchr(table, static_cast<int>(u)));
+}
+
+template <class CharT>
+bool Parses(NewPathT<CharT>& into, const Str<CharT>& text, PathType type, bool validate) {
+  try {
+    into.Set(text, type, validate);
+    return true;
+  } catch (const InvalidPathException&) {
+    return false;
+  }
+}
 
 template <class CharT>
 class NewPathTest : public ::testing::Test {
  protected:
   using Path = NewPathT<CharT>;
-  // ASCII rows serve both widths.
-  static std::basic_string<CharT> T(const std::string& text) {
-    std::basic_string<CharT> result;
-    for (char c : text) result += static_cast<CharT>(static_cast<unsigned char>(c));
-    return result;
-  }
+  static Str<CharT> T(const std::string& text) { return S<CharT>(text); }
   static Path P(const std::string& text, PathType type = PathType::File) { return Path(T(text), type, false); }
+  static bool Refused(const std::string& text, bool validate) {
+    Path p;
+    return !Parses(p, T(text), PathType::File, validate);
+  }
 };
 
 using Widths = ::testing::Types<char, ORVFile::wchar>;
 TYPED_TEST_SUITE(NewPathTest, Widths);
 
-// The flags and root length the text alone cannot show; that no slash, empty
-// or dot segment or trailing space survives, and that the accessors agree
-// with the text, is checked on generated texts in ORVNewPath_random_test.cpp.
+// The flags and accessors are checked against the text on generated texts
+// below; these rows pin the texts themselves.
 TYPED_TEST(NewPathTest, SetNormalises) {
-  struct Row {
-    std::string input, expected;
-    std::uint32_t flags;
-    unsigned rootLength;
-  };
-  const std::string server70(70, 's');
-  const Row rows[] = {{"", ".", 0, 0},
-                      {"C:", "C:", D, 2},
-                      {"C:/", "C:\\", A | R | D, 2},
-                      {"\\..", "\\", A | R, 0},
-                      {"//server/share/", "\\\\server\\share", A | U, 8},
-                      {"\\\\srv\\a\\..\\..", "\\\\srv\\", A | R | U | V, 5},
-                      {"a\\..\\..\\b", "..\\b", 0, 0},
-                      {"file:///C:/x/y", "C:\\x\\y", A | D, 2},
-                      {"FILE://srv/share", "\\\\srv\\share", A | U, 5},
-                      {"file:///", ".", 0, 0},
-                      {"C:\\dir\\name \\", "C:\\dir\\name", A | D, 2},
-                      // Without validation a long server name wraps the 6-bit root length.
-                      {"\\\\" + server70 + "\\x", "\\\\" + server70 + "\\x", A | U, (2 + 70) % 64},
-                      // Trimming the end lays bare a dot segment, which goes too.
-                      {"\\x\\. ", "\\x", A, 0}};
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.input);
-    const typename TestFixture::Path p = this->P(row.input);
-    EXPECT_EQ(p.RawPath(), this->T(row.expected));
-    EXPECT_EQ(Access::State(p) >> 20, (row.flags >> 20) | (row.rootLength << 6));
+  const std::string server70 = "\\\\" + std::string(70, 's') + "\\x";
+  // "input|expected"
+  for (const std::string row : {"|.", "C:/|C:\\", "\\..|\\", "//server/share/|\\\\server\\share",
+                                "\\\\srv\\a\\..\\..|\\\\srv\\", "a\\..\\..\\b|..\\b", "file:///C:/x/y|C:\\x\\y",
+                                "FILE://srv/share|\\\\srv\\share", "file:///|.", "\\x\\. |\\x"}) {
+    SCOPED_TRACE(row);
+    const typename TestFixture::Path p = this->P(row.substr(0, row.find('|')));
+    EXPECT_EQ(p.RawPath(), this->T(row.substr(row.find('|') + 1)));
     EXPECT_EQ(Access::State(p) & 0xFFFFFu, 0xFFFFu);  // attributes unknown, not loaded, type File
   }
+  // Without validation a long server name wraps the 6-bit root length.
+  EXPECT_EQ(this->P(server70).RawPath(), this->T(server70));
+  EXPECT_EQ(Access::State(this->P(server70)) >> 26, (2u + 70u) % 64u);
   // Defaults, and a moved-from path is a default one again.
   typename TestFixture::Path source = this->P("C:\\x"), moved(std::move(source));
-  EXPECT_EQ(Access::State(source), 0x0000FFFFu);
-  EXPECT_TRUE(source.RawPath().empty());
+  EXPECT_TRUE(Access::State(source) == 0xFFFFu && source.RawPath().empty());
   EXPECT_EQ(moved.RawPath(), this->T("C:\\x"));
 }
 
 TYPED_TEST(NewPathTest, SetRefuses) {
-  // {text, refused without validation, refused with it}
-  struct Row {
-    std::string input;
-    bool plain, validated;
-  };
-  const Row rows[] = {{"1:\\x", true, true},
-                      {"\\\\sixteen-chars-xy\\s", false, true},
-                      {"\\\\fifteen-chars-x\\s", false, false},
-                      {"\\\\a+b\\s", false, true},
-                      {"C:\\a*b", false, true},
-                      {"C:\\dir\\con.txt", false, true},
-                      {"C:\\CON\\x", false, false},
-                      // Would resolve to a text that reads back as a drive.
-                      {".\\u:", true, true},
-                      {"x\\..\\c:\\y", true, true}};
-  for (const Row& row : rows)
-    for (const bool validate : {false, true}) {
-      SCOPED_TRACE(row.input + (validate ? " validated" : ""));
-      typename TestFixture::Path p;
-      try {
-        p.Set(this->T(row.input), PathType::File, validate);
-        EXPECT_FALSE(validate ? row.validated : row.plain);
-      } catch (const InvalidPathException& e) {
-        EXPECT_TRUE(validate ? row.validated : row.plain);
-        EXPECT_FALSE(e.Info());  // no message description
-      }
-    }
+  // Refused always: a drive that is not a letter, and what would resolve to a text that reads back as a drive.
+  for (const char* text : {"1:\\x", ".\\u:", "x\\..\\c:\\y"})
+    EXPECT_TRUE(this->Refused(text, false) && this->Refused(text, true)) << text;
+  for (const char* text : {"\\\\sixteen-chars-xy\\s", "\\\\a+b\\s", "C:\\a*b", "C:\\dir\\con.txt"})
+    EXPECT_TRUE(!this->Refused(text, false) && this->Refused(text, true)) << text;
+  for (const char* text : {"\\\\fifteen-chars-x\\s", "C:\\CON\\x"}) EXPECT_FALSE(this->Refused(text, true)) << text;
+  try {
+    this->P("1:\\x");
+  } catch (const InvalidPathException& e) {
+    EXPECT_FALSE(e.Info());  // no message description
+  }
 }
 
 TYPED_TEST(NewPathTest, Append) {
   using Path = typename TestFixture::Path;
   const PathType F = PathType::File, Dir = PathType::Directory;
-  struct Row {
-    std::string left;
-    PathType leftType;
-    std::string right;
-    PathType rightType;
-    std::string expected;
-    bool root;
-  };
-  const Row rows[] = {
-      {"C:\\a\\f.txt", F, "b", Dir, "C:\\a\\b", false},    // joined to Directory()
-      {"C:\\a", Dir, "..\\..\\..", Dir, "C:\\", true},     // and canonicalised
-      {"C:x", F, "y", F, "C:y", false},                    // a drive-relative directory
-      {".", Dir, "..", Dir, "..", false},                  // leading ".." kept
-      {"C:\\a", Dir, "\\\\s\\t", Dir, "\\\\s\\t", false},  // complete: replaces
-      {"\\\\s\\t\\u", Dir, "\\z", F, "\\\\s\\z", false},   // keeps only this root
-      {"x", Dir, "\\z", F, "\\z", false},                  // or replaces without one
+  const std::tuple<std::string, PathType, std::string, PathType, std::string> rows[] = {
+      {"C:\\a\\f.txt", F, "b", Dir, "C:\\a\\b"},    // joined to Directory()
+      {"C:\\a", Dir, "..\\..\\..", Dir, "C:\\"},    // and canonicalised
+      {"C:x", F, "y", F, "C:y"},                    // a drive-relative directory
+      {".", Dir, "..", Dir, ".."},                  // leading ".." kept
+      {"C:\\a", Dir, "\\\\s\\t", Dir, "\\\\s\\t"},  // complete: replaces
+      {"\\\\s\\t\\u", Dir, "\\z", F, "\\\\s\\z"},   // keeps only this root
+      {"x", Dir, "\\z", F, "\\z"},                  // or replaces without one
       // cut, then walked in place past sixteen bytes
-      {"C:\\a\\b", Dir, "..\\..\\abcdefghijklmnopqrstuvwxyz", F, "C:\\abcdefghijklmnopqrstuvwxyz", false}};
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.left + " + " + row.right);
-    const Path left = this->P(row.left, row.leftType);
-    const Path sum = left + this->P(row.right, row.rightType);
-    EXPECT_EQ(sum.RawPath(), this->T(row.expected));
-    EXPECT_EQ(sum.IsRoot(), row.root);
-    EXPECT_EQ(sum.IsDirectory(), row.rightType == Dir);
+      {"C:\\a\\b", Dir, "..\\..\\abcdefghijklmnopqrstuvwxyz", F, "C:\\abcdefghijklmnopqrstuvwxyz"}};
+  for (const auto& [left, leftType, right, rightType, expected] : rows) {
+    SCOPED_TRACE(left + " + " + right);
+    const Path sum = this->P(left, leftType) + this->P(right, rightType);
+    EXPECT_EQ(sum.RawPath(), this->T(expected));
+    EXPECT_EQ(sum.IsRoot(), expected == "C:\\");
+    EXPECT_EQ(sum.IsDirectory(), rightType == Dir);
     EXPECT_EQ(Access::State(sum) & 0x1FFFFu, 0xFFFFu);  // cache reset
   }
   // 259 units pass, 260 throw and leave the path as it was.
   const Path base = this->P("C:\\" + std::string(250, 'a'), Dir);
+  EXPECT_EQ((Path(base) += this->P("bbbbb")).RawPath().size(), 259u);
   Path p = base;
-  EXPECT_EQ((p += this->P("bbbbb")).RawPath().size(), 259u);
-  p = base;
   EXPECT_THROW(p += this->P("bbbbbb"), InvalidPathException);
   EXPECT_EQ(Access::State(p), Access::State(base));
   EXPECT_EQ(p.RawPath(), base.RawPath());
@@ -182,12 +156,10 @@ TYPED_TEST(NewPathTest, CanonicalizeToAbsolute) {
   p.Canonicalize(true);
   EXPECT_EQ(p.RawPath(), current.Directory() + this->T("x"));
   // A drive that is missing, or not a letter, is refused.
-  const DWORD drives = ::GetLogicalDrives();
-  for (unsigned bit = 0; bit < 26; ++bit)
-    if (((drives >> bit) & 1u) == 0) {
-      EXPECT_THROW(Path::GetCurrentPath(static_cast<CharT>('A' + bit)), InvalidPathException);
-      break;
-    }
+  unsigned missing = 0;
+  while (missing < 26 && ((::GetLogicalDrives() >> missing) & 1u)) ++missing;
+  ASSERT_LT(missing, 26u);
+  EXPECT_THROW(Path::GetCurrentPath(static_cast<CharT>('A' + missing)), InvalidPathException);
   EXPECT_THROW(Path::GetCurrentPath(CharT('1')), InvalidPathException);
 }
 
@@ -208,37 +180,300 @@ TYPED_TEST(NewPathTest, CompareChildAndFold) {
 TYPED_TEST(NewPathTest, DeviceNames) {
   // Capitals are always found; small or mixed letters only where the halving reaches them.
   for (const char* text : {"CON", "NUL.dat", "CLOCK$", "COM1", "LPT9", "con", "Con.txt", "lpt1", "lpt9.x"})
-    EXPECT_TRUE(Access::IsDeviceName(this->T(text))) << text;
+    EXPECT_TRUE(this->Refused(std::string("C:\\") + text, true)) << text;
   for (const char* text : {"aux", "clock$", "com1", "Com1", "CON1", "COM10", "LPT0", "CON\\x", ""})
-    EXPECT_FALSE(Access::IsDeviceName(this->T(text))) << text;
+    EXPECT_FALSE(this->Refused(std::string("C:\\") + text, true)) << text;
 }
 
 TYPED_TEST(NewPathTest, InvalidCharacters) {
   using CharT = TypeParam;
-  using Unit = std::make_unsigned_t<CharT>;
-  const std::string path = "\"*/:<>?\\|", computer = "\"+,/:;<=>?[\\]|";
-  // Narrow bytes from 0x80 are refused, wide units above 31 by the tables alone.
-  for (unsigned u = 0; u <= std::numeric_limits<Unit>::max(); ++u) {
-    const bool below = u < 32 || (sizeof(CharT) == 1 && u >= 0x80);
-    const char c = static_cast<char>(u < 0x80 ? u : 0);
-    ASSERT_EQ(Access::InvalidPathChar(static_cast<CharT>(u)), below || path.find(c) != std::string::npos) << u;
-    ASSERT_EQ(Access::InvalidComputerNameChar(static_cast<CharT>(u)), below || computer.find(c) != std::string::npos)
-        << u;
-  }
-  // Validation refuses exactly those units in a name, wherever the scan meets them.
+  // Validation refuses exactly those units in a name, wherever the scan meets them, and in a server name.
   typename TestFixture::Path p;
+  for (unsigned u = 1; u <= std::numeric_limits<std::make_unsigned_t<CharT>>::max(); ++u)
+    ASSERT_EQ(!Parses(p, this->T("\\\\a") + static_cast<CharT>(u) + this->T("b\\s"), PathType::File, true),
+              u != '\\' && u != '/' && Refused<CharT>(u, "\"+,/:;<=>?[\\]|"))
+        << u;
   for (unsigned u = 1; u < 0x100; ++u)
     for (const std::size_t at : {0, 17, 40}) {
       std::basic_string<CharT> name = this->T(std::string(48, 'n'));
       name[at] = static_cast<CharT>(u);
-      bool refused = false;
-      try {
-        p.Set(this->T("C:\\") + name, PathType::File, true);
-      } catch (const InvalidPathException&) {
-        refused = true;
-      }
-      ASSERT_EQ(refused, u != '\\' && u != '/' && Access::InvalidPathChar(static_cast<CharT>(u))) << u << " at " << at;
+      ASSERT_EQ(!Parses(p, this->T("C:\\") + name, PathType::File, true),
+                u != '\\' && u != '/' && Refused<CharT>(u, "\"*:<>?|"))
+          << u << " at " << at;
     }
+}
+
+// Set over generated texts, heavy in what trips a path parser: roots and
+// schemes, runs of separators and dots, device names, long server names,
+// zeros and units outside ASCII. Each text must parse or throw
+// InvalidPathException; what parses must be normalised, agree with its own
+// accessors, and parse back to the same path.
+constexpr std::uint32_t kSeed = 0x5EED1u;
+
+template <class CharT>
+class TextSource {
+ public:
+  explicit TextSource(std::uint32_t seed) : rng_(seed) {}
+
+  Str<CharT> Next() {
+    Str<CharT> s = Start();
+    const unsigned band = Below(10);
+    const std::size_t length = band < 6 ? Below(24) : band < 9 ? Below(100) : Below(401);
+    while (s.size() < length) s += Token();
+    return s;
+  }
+
+ private:
+  unsigned Below(unsigned n) { return std::uniform_int_distribution<unsigned>(0, n - 1)(rng_); }
+  CharT Any(const char* set) {
+    return static_cast<CharT>(static_cast<unsigned char>(set[Below(std::char_traits<char>::length(set))]));
+  }
+  Str<CharT> Run(const char* set, unsigned n) {
+    Str<CharT> run;
+    while (run.size() < n) run += Any(set);
+    return run;
+  }
+  Str<CharT> Server(unsigned length) {
+    Str<CharT> name;
+    while (name.size() < length) name += Below(8) ? Any("abcdefghijklmnopqrstuvwxyz0123456789-") : Any(" .+$_");
+    return name;
+  }
+  Str<CharT> Pick(std::initializer_list<const char*> texts) { return S<CharT>(texts.begin()[Below(texts.size())]); }
+  CharT High() {
+    if (sizeof(CharT) == 1) return static_cast<CharT>(0x80 + Below(0x80));
+    // unpaired surrogates, the non-character, a Latin letter, anything
+    const unsigned wide[] = {0xD800 + Below(0x800), 0xFFFF, 0xE9, 0x80 + Below(0xFF80)};
+    return static_cast<CharT>(wide[Below(4)]);
+  }
+  Str<CharT> Scheme() { return Pick({"file:", "FILE://", "file:///", "File:\\\\", "file:\\\\\\", "fIlE:////"}); }
+
+  // Roots and schemes mean something only at the start.
+  Str<CharT> Start() {
+    const std::function<Str<CharT>()> kinds[] = {[] { return Str<CharT>(); },
+                                                 [&] {
+                                                   return Run(kLetters, 1) + Pick({":", ":\\", ":/"});
+                                                 },
+                                                 [&] { return Run("1:?@[", 1) + CharT(':'); },
+                                                 [&] {
+                                                   return Pick({"\\\\", "//", "\\/"}) + Server(Below(18));
+                                                 },
+                                                 [&] { return S<CharT>("\\\\") + Server(Below(301)); },
+                                                 [&] { return Scheme(); },
+                                                 [&] {
+                                                   return Pick({"\\", "/", ".\\", "..\\"});
+                                                 }};
+    return kinds[start_(rng_)]();
+  }
+
+  Str<CharT> Token() {
+    const std::function<Str<CharT>()> kinds[] = {
+        [&] { return Run("\\/", 1); }, [&] { return Run("\\/", 2 + Below(4)); },
+        [&] {
+          return Pick({".", ".", "..", "..", "...", "....."});
+        },
+        [&] {
+          return Pick({":", " ", "  "});
+        },
+        [&] { return Run(kLetters, 1 + Below(8)); }, [&] { return Run(kLetters, 1) + CharT(':'); },
+        [&] { return Scheme(); },
+        [&] {
+          return Pick({"CON", "con", "Aux", "LPT1", "lpt9", "nul.txt", "PRN", "COM1", "CLOCK$", "CON.", "COM10"});
+        },
+        [&] { return Run("*?<>|\"", 1); },
+        [&] { return Str<CharT>(1, static_cast<CharT>(Below(2) ? 0 : Below(32))); },  // zeros and controls
+        [&] { return Run("+,;=[]$~", 1); }, [&] { return Str<CharT>(1, High()); },
+        // a server name too, but only a leading one is a root
+        [&] { return S<CharT>("\\\\") + Server(Below(20)); }};
+    return kinds[token_(rng_)]();
+  }
+
+  static constexpr const char* kLetters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
+  std::mt19937 rng_;
+  // The weights of the cases above.
+  std::discrete_distribution<unsigned> start_{8, 6, 1, 7, 1, 3, 4};
+  std::discrete_distribution<unsigned> token_{16, 4, 16, 11, 14, 2, 2, 3, 2, 3, 2, 4, 1};
+};
+
+// Every public observer: two paths that agree on these are the same path.
+template <class CharT>
+auto Observe(const NewPathT<CharT>& p) {
+  return std::make_tuple(p.RawPath(), p.IsAbsolute(), p.IsRoot(), p.IsServer(), p.IsUNC(), p.HasDrive(), p.IsFile(),
+                         p.IsDirectory(), p.IsComplete(), p.Root(), p.Drive(), p.Name(), p.Extension(), p.Directory(),
+                         p.DirectoryWithoutBackslash(), p.FullPath());
+}
+
+template <class CharT>
+bool EndsWith(const Str<CharT>& s, const Str<CharT>& suffix) {
+  return s.size() >= suffix.size() && s.compare(s.size() - suffix.size(), suffix.size(), suffix) == 0;
+}
+
+// The stored root length has six bits, so without validation a server name of
+// 62 units or more wraps it; the parse of such a text need only be safe. The
+// server is found here the simple way: after an optional "file:" and two
+// backslashes, a name up to the next backslash.
+template <class CharT>
+bool ServerTooLong(Str<CharT> text) {
+  const CharT bs = CharT('\\');
+  std::replace(text.begin(), text.end(), CharT('/'), bs);
+  Str<CharT> head = text.substr(0, 5);
+  for (CharT& c : head) c |= 0x20;
+  std::size_t pos = head == S<CharT>("file:") ? 5 : 0;
+  if (text.compare(pos, 2, S<CharT>("\\\\")) != 0) return false;
+  pos = std::min(text.find_first_not_of(bs, pos), text.size());
+  return std::min(text.find(bs, pos), text.size()) - pos >= 62;
+}
+
+// The first broken invariant of a parsed path, or nothing.
+template <class CharT>
+std::string Broken(const NewPathT<CharT>& p, bool serverTooLong) {
+  const CharT bs = CharT('\\');
+  const Str<CharT>& raw = p.RawPath();
+  const std::size_t n = raw.size();
+  if (n == 0) return "empty path";
+  if (raw.find(CharT('/')) != Str<CharT>::npos) return "slash kept";
+  const Str<CharT> full = p.FullPath(), rootText = p.Root(), drive = p.Drive(), name = p.Name(), ext = p.Extension(),
+                   dir = p.Directory(), dirw = p.DirectoryWithoutBackslash();
+  for (const Str<CharT>* t : {&full, &rootText, &drive, &name, &ext, &dir, &dirw})
+    if (t->size() > n + 1) return "an accessor is longer than the path";
+  if (!EndsWith(raw, name) || !EndsWith(raw, ext)) return "Name or Extension is not a suffix";
+  if (full.compare(0, dir.size(), dir) != 0) return "Directory is not a prefix of FullPath";
+  if (serverTooLong) return std::string();
+
+  // The root as the text shows it.
+  std::size_t root = 0;
+  if (p.HasDrive()) {
+    if (n < 2 || raw[1] != CharT(':') || static_cast<unsigned>((raw[0] | 0x20) - 'a') >= 26 || p.IsUNC())
+      return "drive flag without a drive, or with UNC";
+    root = 2;
+  } else if (p.IsUNC()) {
+    if (n < 2 || raw[1] != bs || raw[0] != bs) return "UNC without two leading backslashes";
+    root = std::min(raw.find(bs, 2), n);
+  } else if (n >= 2 && raw[1] == CharT(':')) {
+    return "reads as a drive but has no drive flag";
+  } else if (n >= 2 && raw[0] == bs && raw[1] == bs) {
+    return "two leading backslashes but not UNC";
+  }
+  const bool absolute = raw[0] == bs || (p.HasDrive() && n > 2 && raw[2] == bs);
+  if (p.IsAbsolute() != absolute) return "absolute flag disagrees with the text";
+  if (absolute && (root >= n || raw[root] != bs)) return "no backslash after the root of an absolute path";
+  if (p.IsRoot() != (absolute && n == root + 1)) return "root flag disagrees with the text";
+  if (p.IsServer() != (p.IsRoot() && p.IsUNC())) return "server flag";
+  if (raw.back() == CharT(' ')) return "ends with a space";
+
+  // Segments after the root: none empty, no ".", ".." only leading a relative path.
+  bool leading = !absolute;
+  const Str<CharT> dot = S<CharT>("."), dots = S<CharT>("..");
+  for (std::size_t pos = absolute ? root + 1 : root; pos < n;) {
+    const std::size_t end = std::min(raw.find(bs, pos), n);
+    const Str<CharT> segment = raw.substr(pos, end - pos);
+    if (segment.empty() || end + 1 == n) return "empty segment (doubled or trailing backslash)";
+    if (segment == dot && n > 1) return "\".\" segment";
+    if (segment == dots && !leading) return "\"..\" segment not leading a relative path";
+    leading = leading && segment == dots;
+    pos = end + 1;
+  }
+
+  const bool bareDrive = p.HasDrive() && n == 2;
+  if (p.IsFile() == p.IsDirectory()) return "neither or both of file and directory";
+  if (full != (p.IsDirectory() && raw.back() != bs && !bareDrive ? raw + bs : raw)) return "FullPath";
+  if (drive != (p.HasDrive() ? raw.substr(0, 2) : Str<CharT>())) return "Drive";
+  if (rootText != (absolute ? raw.substr(0, root + 1) : p.HasDrive() ? drive + bs : Str<CharT>())) return "Root";
+  // The name is the whole last segment, the extension its part from the last dot.
+  const std::size_t before = n - name.size();
+  if (name.find(bs) != Str<CharT>::npos || (before > 0 && raw[before - 1] != bs && !(p.HasDrive() && before == 2)))
+    return "Name is not the last segment";
+  if (name.empty() != (p.IsRoot() || bareDrive)) return "Name empty or not";
+  if (ext.empty() ? name.find(CharT('.')) != Str<CharT>::npos
+                  : ext[0] != CharT('.') || !EndsWith(name, ext) || ext.find(CharT('.'), 1) != Str<CharT>::npos)
+    return "Extension";
+  if (p.IsDirectory()) {
+    if (dir != full || dirw != raw) return "a directory is not its own Directory";
+  } else {
+    if (dir + name != raw) return "Directory + Name";
+    // A root keeps its backslash, any other directory loses it.
+    const bool dirIsRoot = absolute && dir.size() == root + 1;
+    if (dirw != (!dirIsRoot && !dir.empty() && dir.back() == bs ? dir.substr(0, dir.size() - 1) : dir))
+      return "DirectoryWithoutBackslash";
+  }
+  return std::string();
+}
+
+// What validation must have refused in a path it passed: a unit no name may
+// hold (for narrow paths every byte from 0x80), a server name that is empty,
+// longer than 15 or holds what a computer name cannot, and a device name as
+// the last name, in capitals (the one form always recognised).
+template <class CharT>
+std::string Unvalidated(const NewPathT<CharT>& p) {
+  const Str<CharT>& raw = p.RawPath();
+  const std::size_t root = p.HasDrive() ? 2 : p.IsUNC() ? std::min(raw.find(CharT('\\'), 2), raw.size()) : 0;
+  if (p.IsUNC() && (root < 3 || root > 17)) return "server name length";
+  for (std::size_t i = p.IsUNC() ? 2 : root; i < raw.size(); ++i)
+    if (raw[i] != CharT('\\') &&
+        Refused<CharT>(static_cast<std::make_unsigned_t<CharT>>(raw[i]), i < root ? "\"+,/:;<=>?[\\]|" : "\"*/:<>?|"))
+      return i < root ? "unit in a server name" : "unit in a name";
+  std::string last;
+  for (std::size_t i = std::max(root, raw.rfind(CharT('\\')) + 1); i < raw.size() && raw[i] != CharT('.'); ++i)
+    last += static_cast<char>(raw[i]);
+  static const std::set<std::string> devices = {"AUX",  "CLOCK$", "COM1", "COM2", "COM3", "COM4", "COM5", "COM6",
+                                                "COM7", "COM8",   "COM9", "CON",  "LPT1", "LPT2", "LPT3", "LPT4",
+                                                "LPT5", "LPT6",   "LPT7", "LPT8", "LPT9", "NUL",  "PRN"};
+  return devices.count(last) != 0 ? "device name" : std::string();
+}
+
+TYPED_TEST(NewPathTest, SetOnGeneratedTexts) {
+  using CharT = TypeParam;
+  using Path = NewPathT<CharT>;
+  const int texts = 40000 * orvtest::TestScale();
+  TextSource<CharT> source(kSeed);
+  Path reused;  // a Set must not depend on what the object held before
+  // Each kind of fault is reported once, with the shortest text that shows it.
+  std::map<std::string, std::pair<Str<CharT>, std::string>> faults;
+  int validAccepted = 0;
+  for (int index = 0; index < texts; ++index) {
+    const Str<CharT> text = source.Next();
+    const bool serverTooLong = ServerTooLong(text);
+    bool accepted[2][2] = {};  // [type][validate]
+    Path paths[2][2], again;
+    const auto fault = [&](const std::string& kind, int t, bool validate, const Path* got) {
+      const auto it = faults.find(kind);
+      if (it == faults.end() || text.size() < it->second.first.size())
+        faults[kind] = {text, std::string(t ? "Directory" : "File") + (validate ? ", validated" : "") +
+                                  (got ? ", got " + ::testing::PrintToString(got->RawPath()) : "")};
+    };
+    for (const PathType type : {PathType::File, PathType::Directory}) {
+      const int t = static_cast<int>(type);
+      for (const bool validate : {false, true})
+        accepted[t][validate] = Parses(paths[t][validate], text, type, validate);
+      if (!accepted[t][false]) continue;
+      const Path& p = paths[t][false];
+      const std::string broken = Broken(p, serverTooLong);
+      if (!broken.empty()) fault(broken, t, false, &p);
+      if (broken.empty() && !serverTooLong &&
+          (!Parses(again, p.RawPath(), type, false) || Observe(again) != Observe(p)))
+        fault("its own text parses differently", t, false, &p);
+      // Validation only refuses, never changes, and what it passed it passes again.
+      if (!accepted[t][true]) continue;
+      if (Observe(paths[t][true]) != Observe(p)) fault("validation changed the result", t, true, &paths[t][true]);
+      const std::string passed = Unvalidated(p);
+      if (!passed.empty()) fault("validation passed a " + passed, t, true, &p);
+      if (!Parses(again, p.RawPath(), type, true)) fault("its own text fails validation", t, true, &p);
+    }
+    for (const bool validate : {false, true})
+      if (accepted[0][validate] != accepted[1][validate] ||
+          (accepted[0][validate] && paths[0][validate].RawPath() != paths[1][validate].RawPath()))
+        fault("File and Directory parse differently", 1, validate, nullptr);
+    if (accepted[0][true] && !accepted[0][false])
+      fault("validation passed what the plain parse refused", 0, true, nullptr);
+    const bool ok = Parses(reused, text, PathType::File, false);
+    if (ok != accepted[0][false] || (ok && Observe(reused) != Observe(paths[0][false])))
+      fault("a reused object parses differently", 0, false, nullptr);
+    validAccepted += accepted[0][true];
+  }
+  for (const auto& [kind, sample] : faults)
+    ADD_FAILURE() << kind << ": " << ::testing::PrintToString(sample.first) << " (" << sample.second << ")";
+  // The texts must reach both outcomes often, or they test little.
+  EXPECT_GT(validAccepted, texts / 10);
+  EXPECT_LT(validAccepted, texts - texts / 10);
 }
 
 }  // namespace
