@@ -24,15 +24,12 @@ using ORVFile::OpenMode;
 using ORVFile::SeekMethod;
 using ORVFile::detail::FileCalls;
 using orvtest::Catch;
-using orvtest::Failing;
-using orvtest::Raised;
-using orvtest::SeamGuard;
 
 class CFileTest : public orvtest::TempDirTest {
  protected:
   // A failure on the file "f": class, message number, system error, the raising file and the path in the text
   // (the texts themselves are the catalogue's, checked with it).
-  void ExpectRaised(const Raised& r, const char* type, unsigned number, DWORD error) {
+  void ExpectRaised(const orvtest::Raised& r, const char* type, unsigned number, DWORD error) {
     const std::string path = P("f");
     EXPECT_EQ(r.type + " " + std::to_string(r.number) + " " + std::to_string(r.lastError) + " " + r.source + " " +
                   std::to_string(r.what.find(std::wstring(path.begin(), path.end())) != std::wstring::npos),
@@ -93,7 +90,7 @@ TEST_F(CFileTest, FaultsThroughTheSeam) {
     const char* type;
     unsigned number;
   };
-#define ORV_FAIL(call) [](FileCalls& c) { c.call = Failing<decltype(c.call)>::Call; }
+#define ORV_FAIL(call) [](FileCalls& c) { c.call = orvtest::Failing<decltype(c.call)>::Call; }
   const Row rows[] = {
       {ORV_FAIL(WriteFile), ERROR_DISK_FULL, [](CFile& f) { f.Write("abc", 1, 3); }, "WriteErrorException", 13},
       // The system takes two of three bytes and reports no error: a short write is a failure too.
@@ -153,7 +150,7 @@ DWORD WINAPI Wait(HANDLE, DWORD) {
 
 TEST_F(CFileTest, OverlappedQueueAndLateFailure) {
   {
-    SeamGuard guard;
+    orvtest::SeamGuard guard;
     guard.Calls().WriteFile = slow::Write;
     guard.Calls().WaitForSingleObject = slow::Wait;
     CFile file(P("f"), FileHint::Normal, true, true);
