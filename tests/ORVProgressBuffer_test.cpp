@@ -16,8 +16,7 @@ using Fractions = std::vector<double>;
 
 namespace {
 
-class Recorder : public ORV::LogEntryCallInterface {
- public:
+struct Recorder : ORV::LogEntryCallInterface {
   void Progress(double fraction) override { reports.push_back(fraction); }
   Fractions reports;
 };
