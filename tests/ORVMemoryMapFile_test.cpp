@@ -43,7 +43,6 @@ TEST_F(MemoryMapFileTest, ViewsAtAnyOffset) {
   Put("f", bytes);
   {
     MemoryMapFile file(P("f"), Access::ReadOnly);
-    EXPECT_EQ(file.Size(), bytes.size());
     // Around the 64 KiB boundaries the system maps from, and to the end.
     const std::pair<std::uint64_t, std::size_t> ranges[] = {
         {0, 10}, {1, 65535}, {65535, 2}, {65536, 1}, {65537, 100}, {131071, 5000}, {199990, 0}, {0, 0}, {123456, 1}};
