@@ -72,19 +72,10 @@ TEST(BinaryStream, ShortOrMismatchedDataThrowsAndLeavesTheTargetAlone) {
   EXPECT_EQ(empty.Size(), 0u);
 }
 
-TEST(SeekRange, CountsFromTheNamedOriginAndClamps) {
-  using ORV::SeekRange;
-  const auto unknown = static_cast<BinaryStreamBuf::Direction>(3);
-  EXPECT_EQ(SeekRange(0, 50).Seek(7, 10, BinaryStreamBuf::End), 50u);
-  EXPECT_EQ(SeekRange(0, 50).Seek(7, -10, BinaryStreamBuf::End), 40u);
-  EXPECT_EQ(SeekRange(0, 50).Seek(7, -60, BinaryStreamBuf::Current), 0u);
-  EXPECT_EQ(SeekRange(0, 50).EndCountsBack().Seek(7, 10, BinaryStreamBuf::End), 40u);
-  EXPECT_EQ(SeekRange(8, 20).EndCountsBack().Seek(9, 3, BinaryStreamBuf::Begin), 11u);
-  EXPECT_EQ(SeekRange(8, 20).Seek(-5, 6, BinaryStreamBuf::Current), 8u);
-  EXPECT_EQ(SeekRange(0, 50).PastLast().Seek(7, 60, BinaryStreamBuf::Current), 67u);
-  EXPECT_EQ(SeekRange(0, 50).PastLast().Seek(7, 0x7FFFFFFF, BinaryStreamBuf::End), 0x80000031u);
-  EXPECT_EQ(SeekRange(0, 50).Seek(70, 1, unknown), 50u);
-  EXPECT_EQ(SeekRange(30, 20).Seek(25, 0, BinaryStreamBuf::Current), 20u);  // a window past its end
+// The buffers' models cover the directions and clamps; these two cases no model reaches.
+TEST(SeekRange, PastTheLastAndAnInvertedWindow) {
+  EXPECT_EQ(ORV::SeekRange(0, 50).PastLast().Seek(7, 0x7FFFFFFF, BinaryStreamBuf::End), 0x80000031u);
+  EXPECT_EQ(ORV::SeekRange(30, 20).Seek(25, 0, BinaryStreamBuf::Current), 20u);
 }
 
 TEST(BinaryStreamBuf, LookAheadIsHiddenFromCallers) {
