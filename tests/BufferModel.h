@@ -157,14 +157,10 @@ struct Filling : ORV::BinaryStreamMemory {
 // One real buffer and its reference; each extra shows what its side holds
 // beyond positions and sizes.
 struct Pair {
-  Pair() = default;
-  Pair(std::unique_ptr<Buf> r, std::unique_ptr<Buf> ref, std::function<std::string()> rx,
-       std::function<std::string()> refx)
-      : real(std::move(r)), reference(std::move(ref)), realExtra(std::move(rx)), referenceExtra(std::move(refx)) {}
   std::unique_ptr<Buf> real, reference;
-  std::function<std::string()> realExtra, referenceExtra;
-  std::function<void(std::uint32_t)> peekUnder;  // optional: Peek on the buffer beneath
-  bool clearMemory = true;                       // whether ClearMemory is among the operations
+  std::function<std::string()> realExtra{}, referenceExtra{};  // optional
+  std::function<void(std::uint32_t)> peekUnder{};              // optional: Peek on the buffer beneath
+  bool clearMemory = true;                                     // whether ClearMemory is among the operations
 };
 
 class Driver {
@@ -183,8 +179,8 @@ class Driver {
       if (step % episode == 0) p = fresh(*this);
       std::string op, results;
       const bool same = Step(p, op, results);
-      const std::string real = State(*p.real) + " " + p.realExtra();
-      const std::string expected = State(*p.reference) + " " + p.referenceExtra();
+      const std::string real = State(*p.real) + " " + (p.realExtra ? p.realExtra() : "");
+      const std::string expected = State(*p.reference) + " " + (p.referenceExtra ? p.referenceExtra() : "");
       if (!same || real != expected) {
         ADD_FAILURE() << "seed " << seed_ << " step " << step << " " << op << ": " << results
                       << "\n real:      " << testing::PrintToString(real)

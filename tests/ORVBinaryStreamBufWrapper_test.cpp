@@ -17,8 +17,7 @@ TEST(BinaryStreamBufWrapper, StackedWrappersMatchThePlainBuffer) {
   model::Driver(20261122).Run(50000, 2000, [&](model::Driver&) {
     medium = std::make_unique<ORV::BinaryStreamMemory>();
     inner = std::make_unique<ORV::BinaryStreamBufWrapper>(*medium);
-    return model::Pair(
-        std::make_unique<ORV::BinaryStreamBufWrapper>(*inner), std::make_unique<ORV::BinaryStreamMemory>(),
-        [] { return ""; }, [] { return ""; });
+    return model::Pair{std::make_unique<ORV::BinaryStreamBufWrapper>(*inner),
+                       std::make_unique<ORV::BinaryStreamMemory>()};
   });
 }

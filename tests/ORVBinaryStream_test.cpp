@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <limits>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "ORVBaseException.h"
@@ -30,18 +31,14 @@ TEST(BinaryStream, FixedWidthLittleEndianFormsRoundTrip) {
   const std::wstring wide = std::wstring(70000, L'\x4E2D') + L"\xD83D\xDE00" + std::wstring(L"\0\xDC00", 2);
   BinaryStream_Put(stream, narrow, 16);
   BinaryStream_Put(stream, wide, 17);
-  std::uint8_t u8 = 0;
-  std::int16_t i16 = 0;
-  std::int32_t i32 = 0;
-  std::uint64_t u64 = 0;
-  wchar_t w = 0;
+  std::tuple<std::uint8_t, std::int16_t, std::int32_t, std::uint64_t, wchar_t> got{};
+  auto& [u8, i16, i32, u64, w] = got;
   std::string n, n2;
   std::wstring wd, wd2;
   stream >> u8 >> i16 >> i32 >> u64 >> w;
   BinaryStream_Get(BinaryStream_Get(BinaryStream_Get(BinaryStream_Get(stream, n, 16), wd, 17), n2, 16), wd2, 17);
-  EXPECT_EQ(std::to_string(u8) + " " + std::to_string(i16) + " " + std::to_string(i32) + " " + std::to_string(u64) +
-                " " + std::to_string(w),
-            "171 -2 -2147483648 72623859790382856 8364");
+  EXPECT_EQ(got, std::make_tuple(std::uint8_t{0xAB}, std::int16_t{-2}, std::numeric_limits<std::int32_t>::min(),
+                                 std::uint64_t{0x0102030405060708}, L'\x20AC'));
   EXPECT_EQ(n + "|" + n2, "AB|" + narrow);
   EXPECT_EQ(wd + L"|" + wd2, L"A\x20AC|" + wide);
   EXPECT_TRUE(buf.EndOfFile());
@@ -75,19 +72,10 @@ TEST(BinaryStream, ShortOrMismatchedDataThrowsAndLeavesTheTargetAlone) {
   EXPECT_EQ(empty.Size(), 0u);
 }
 
-TEST(SeekRange, CountsFromTheNamedOriginAndClamps) {
-  using ORV::SeekRange;
-  const auto unknown = static_cast<BinaryStreamBuf::Direction>(3);
-  EXPECT_EQ(SeekRange(0, 50).Seek(7, 10, BinaryStreamBuf::End), 50u);
-  EXPECT_EQ(SeekRange(0, 50).Seek(7, -10, BinaryStreamBuf::End), 40u);
-  EXPECT_EQ(SeekRange(0, 50).Seek(7, -60, BinaryStreamBuf::Current), 0u);
-  EXPECT_EQ(SeekRange(0, 50).EndCountsBack().Seek(7, 10, BinaryStreamBuf::End), 40u);
-  EXPECT_EQ(SeekRange(8, 20).EndCountsBack().Seek(9, 3, BinaryStreamBuf::Begin), 11u);
-  EXPECT_EQ(SeekRange(8, 20).Seek(-5, 6, BinaryStreamBuf::Current), 8u);
-  EXPECT_EQ(SeekRange(0, 50).PastLast().Seek(7, 60, BinaryStreamBuf::Current), 67u);
-  EXPECT_EQ(SeekRange(0, 50).PastLast().Seek(7, 0x7FFFFFFF, BinaryStreamBuf::End), 0x80000031u);
-  EXPECT_EQ(SeekRange(0, 50).Seek(70, 1, unknown), 50u);
-  EXPECT_EQ(SeekRange(30, 20).Seek(25, 0, BinaryStreamBuf::Current), 20u);  // a window past its end
+// The buffers' models cover the directions and clamps; these two cases no model reaches.
+TEST(SeekRange, PastTheLastAndAnInvertedWindow) {
+  EXPECT_EQ(ORV::SeekRange(0, 50).PastLast().Seek(7, 0x7FFFFFFF, BinaryStreamBuf::End), 0x80000031u);
+  EXPECT_EQ(ORV::SeekRange(30, 20).Seek(25, 0, BinaryStreamBuf::Current), 20u);
 }
 
 TEST(BinaryStreamBuf, LookAheadIsHiddenFromCallers) {

@@ -1,6 +1,6 @@
 // The adapters: OCFileBuffer and ICFileBuffer over a file handle, OStreamBuffer
-// and IStreamBuffer over standard streams: what they refuse, the seek checks
-// of the file adapters, a round trip through a file, failed streams.
+// and IStreamBuffer over standard streams: the seek checks of the file
+// adapters, a round trip through a file, failed streams.
 #include "win32.h"
 
 #include <gtest/gtest.h>
@@ -29,36 +29,6 @@ using orvtest::Catch;
 
 class CFileBufferTest : public orvtest::TempDirTest {};
 
-// What an operation refused: the standard exception's text.
-template <class F>
-std::string Refused(F&& operation) {
-  try {
-    operation();
-  } catch (const std::exception& e) {
-    return e.what();
-  }
-  return "nothing thrown";
-}
-
-// One refusal per adapter: the standard exception naming class and operation.
-TEST_F(CFileBufferTest, EachAdapterRefusesTheOtherSide) {
-  CFile file(P("f"));
-  OCFileBuffer out(file);
-  ICFileBuffer in(file);
-  std::ostringstream os;
-  std::istringstream is;
-  OStreamBuffer streamOut(os);
-  IStreamBuffer streamIn(is);
-  EXPECT_EQ(
-      out.Capabilities() * 1000 + streamOut.Capabilities() * 100 + in.Capabilities() * 10 + streamIn.Capabilities(),
-      2233);
-  char byte = 0;
-  EXPECT_EQ(Refused([&] { out.vGet(&byte, 1); }), "OCFileBuffer::Get : Not implemented!");
-  EXPECT_EQ(Refused([&] { in.vPut(&byte, 1); }), "ICFileBuffer::SeekP: Not implemented!");
-  EXPECT_EQ(Refused([&] { streamOut.vClearEnd(); }), "OStreamBuffer::ClearEnd : Not implemented!");
-  EXPECT_EQ(Refused([&] { streamIn.vTellP(); }), "PStreamBuffer::TellP : Not implemented!");
-}
-
 // A negative offset is made absolute; one that would reach before the start
 // is the seek error, the position unmoved. Both file adapters, alike.
 TEST_F(CFileBufferTest, FileAdapterSeeks) {
@@ -73,7 +43,6 @@ TEST_F(CFileBufferTest, FileAdapterSeeks) {
   CFile file(P("f"));
   OCFileBuffer out(file);
   ICFileBuffer in(file);
-  const std::string path = P("f");
   for (std::size_t i = 0; i < std::size(rows) * 2; ++i) {
     const auto& row = rows[i / 2];
     SCOPED_TRACE(i);
@@ -89,8 +58,6 @@ TEST_F(CFileBufferTest, FileAdapterSeeks) {
     EXPECT_EQ(raised.type + " " + std::to_string(raised.number) + " " + raised.source + " " +
                   std::to_string(raised.lastError),
               "FileException 11 ORVCFileBuffer.cpp 131");  // ERROR_NEGATIVE_SEEK
-    EXPECT_EQ(raised.what,
-              L"An error occurred while seeking in the file " + std::wstring(path.begin(), path.end()) + L".");
     EXPECT_EQ(file.Tell(), row.from);
   }
   file.Close();
@@ -111,6 +78,7 @@ TEST_F(CFileBufferTest, RoundTripThroughAFile) {
   EXPECT_EQ(out.vTellP(), 1000u);  // vSize leaves the position where it was
   file.Open(OpenMode::OpenRead);
   ICFileBuffer in(file);
+  EXPECT_EQ(out.Capabilities() * 10 + in.Capabilities(), 23);
   std::string back;
   EXPECT_EQ(in.Copy(back), bytes.size());
   EXPECT_EQ(back, bytes);
@@ -141,6 +109,7 @@ TEST(StreamBufferTest, OnGoodAndFailedStreamsAndOwningOnlyWhenTold) {
   EXPECT_EQ(s_gone, 1);
   std::istringstream is(std::string("abcdefghijklmnopqrstuvwxyz0123"));
   IStreamBuffer in(is);
+  EXPECT_EQ(in.Capabilities() * 10 + OStreamBuffer(kept).Capabilities(), 32);
   char buffer[100];
   EXPECT_EQ(in.vGet(buffer, 100), 30u);
   EXPECT_TRUE(in.vEndOfFile());

@@ -29,14 +29,7 @@ struct DiskReference : ORV::BinaryStreamMemory {
   void vClear() override { DropLookAhead(), BinaryStreamMemory::vClear(); }
 };
 
-class DiskBufferTest : public orvtest::TempDirTest {
- protected:
-  static long long SizeOnDisk(const std::string& path) {
-    WIN32_FILE_ATTRIBUTE_DATA data;
-    if (!::GetFileAttributesExA(path.c_str(), GetFileExInfoStandard, &data)) return -1;
-    return (static_cast<long long>(data.nFileSizeHigh) << 32) | data.nFileSizeLow;
-  }
-};
+using DiskBufferTest = orvtest::TempDirTest;
 
 }  // namespace
 
@@ -44,15 +37,18 @@ class DiskBufferTest : public orvtest::TempDirTest {
 TEST_F(DiskBufferTest, HoldsBytesLikeAMemoryBuffer) {
   Driver(0xD15CB0Fu).Run(60000 * orvtest::TestScale(), 2000, [this](Driver& d) {
     const std::uint32_t chunk = d.Below(2) ? 7 : 3, window = std::vector<std::uint32_t>{0, 1, 5, 13, 13}[d.Below(5)];
-    Pair pair{std::make_unique<DiskBuffer>(m_dir, chunk, window), std::make_unique<DiskReference>(), [] { return ""; },
-              [] { return ""; }};
-    pair.clearMemory = false;
-    return pair;
+    return Pair{
+        std::make_unique<DiskBuffer>(m_dir, chunk, window), std::make_unique<DiskReference>(), {}, {}, {}, false};
   });
 }
 
 TEST_F(DiskBufferTest, TheTemporaryFileComesLateAndGoesWithClearAndTheBuffer) {
   const std::string bytes(1001, 'x');
+  const auto sizeOnDisk = [](const std::string& path) {  // the buffer's file shares nothing, so not read
+    WIN32_FILE_ATTRIBUTE_DATA data;
+    return ::GetFileAttributesExA(path.c_str(), GetFileExInfoStandard, &data) ? static_cast<long>(data.nFileSizeLow)
+                                                                              : -1L;
+  };
   {
     DiskBuffer b(m_dir, 64, 1000);
     EXPECT_EQ(b.vPut(bytes.data(), 1000), 1000u);
@@ -61,16 +57,16 @@ TEST_F(DiskBufferTest, TheTemporaryFileComesLateAndGoesWithClearAndTheBuffer) {
     const std::string name = b.TemporaryFile();
     const std::string prefix = m_dir + "/ORVDiskBuffer-" + std::to_string(::GetCurrentProcessId()) + "-";
     EXPECT_EQ(name.substr(0, prefix.size()) + name.substr(name.size() - 4), prefix + ".tmp");
-    EXPECT_EQ(SizeOnDisk(name), 1001) << "the window was written back when the put position left it";
+    EXPECT_EQ(sizeOnDisk(name), 1001) << "the window was written back when the put position left it";
     b.vPut(bytes.data(), 3);
     b.vFlush();
-    EXPECT_EQ(SizeOnDisk(name), 1001) << "Flush leaves a dirty window in memory";
+    EXPECT_EQ(sizeOnDisk(name), 1001) << "Flush leaves a dirty window in memory";
     b.vClear();
-    EXPECT_EQ(SizeOnDisk(name), -1);
+    EXPECT_EQ(sizeOnDisk(name), -1);
   }
   DiskBuffer b(m_dir, 64, 0);
   b.vPut(bytes.data(), 1);
-  EXPECT_EQ(SizeOnDisk(b.TemporaryFile()), 1) << "without a window every byte goes to the file";
+  EXPECT_EQ(sizeOnDisk(b.TemporaryFile()), 1) << "without a window every byte goes to the file";
 }
 
 // A missing directory fails at the first byte outside the window; a write the

@@ -132,20 +132,11 @@ TEST(SubBinaryStreamBuf, AgreesWithItsModel) {
   });
 }
 
-// What the models take as given: the default chunk size and the refusal texts.
-TEST(MemoryBuffers, DefaultChunkAndRefusals) {
+// The models take the chunk size as given; the refusal texts they compare.
+TEST(MemoryBuffer, ChunkSizeZeroMeansTheDefault) {
   MemoryBuffer b(0);
   b.vPut(nullptr, 1025);
   EXPECT_EQ(b.Capacity(), 2048u);
-  StaticMemoryBuffer fixed(static_cast<const void*>("x"), 1);
-  std::string readBack;
-  EXPECT_EQ(fixed.vCopy(readBack, 5), 1u);
-  try {
-    fixed.vClearEnd();
-    ADD_FAILURE() << "ClearEnd on a StaticMemoryBuffer";
-  } catch (const std::exception& e) {
-    EXPECT_STREQ(e.what(), "StaticMemoryBuffer::ClearEnd: Not implemented!");
-  }
 }
 
 // A file adapter that notes the largest piece it is given.
@@ -178,13 +169,10 @@ TEST_F(FileCopies, ReachAFileAdapterInPiecesOf32KiBAtMost) {
 
 TEST(FastVector, GrowsByTheFamilyRuleAndKeepsItsValues) {
   ORV::FastVector<unsigned char*> v;
-  std::vector<std::size_t> capacities;
-  for (std::size_t i = 0; i < 1600; ++i) {
-    v.PushBack(reinterpret_cast<unsigned char*>(i + 1));
-    if (capacities.empty() || capacities.back() != v.Capacity()) capacities.push_back(v.Capacity());
-  }
-  EXPECT_EQ(capacities, (std::vector<std::size_t>{16, 32, 64, 128, 256, 512, 640, 800, 1000, 1250, 1562, 1952}));
-  bool kept = true;
-  for (std::size_t i = 0; i < v.Size(); ++i) kept = kept && v[i] == reinterpret_cast<unsigned char*>(i + 1);
-  EXPECT_TRUE(kept);
+  std::vector<std::size_t> capacities{0};
+  for (std::size_t i = 0; i < 1600; ++i)
+    if (v.PushBack(reinterpret_cast<unsigned char*>(i + 1)), capacities.back() != v.Capacity())
+      capacities.push_back(v.Capacity());
+  EXPECT_EQ(capacities, (std::vector<std::size_t>{0, 16, 32, 64, 128, 256, 512, 640, 800, 1000, 1250, 1562, 1952}));
+  for (std::size_t i = 0; i < v.Size(); i += 7) ASSERT_EQ(v[i], reinterpret_cast<unsigned char*>(i + 1));
 }

@@ -26,14 +26,13 @@ using Access = MemoryMapFile::Access;
 
 class MemoryMapFileTest : public orvtest::TempDirTest {
  protected:
-  // action: "getting a view of the file " and the like, for the file name.
-  void ExpectRaised(const Raised& raised, const char* type, const char* action, const std::string& name,
-                    unsigned number, DWORD error) {
-    const std::string text = std::string("An error occurred while ") + action + P(name) + ".";
-    EXPECT_EQ(raised.type + " " + std::to_string(raised.number) + " " + std::to_string(raised.lastError) + " " +
-                  raised.source,
-              std::string(type) + " " + std::to_string(number) + " " + std::to_string(error) + " ORVMemoryMapFile.cpp");
-    EXPECT_EQ(raised.what, std::wstring(text.begin(), text.end()));
+  // The texts are the catalogue's, checked with it; here the number and the file named.
+  void ExpectRaised(const Raised& r, const char* type, const std::string& name, unsigned number, DWORD error) {
+    const std::string path = P(name);
+    EXPECT_EQ(
+        r.type + " " + std::to_string(r.number) + " " + std::to_string(r.lastError) + " " + r.source + " " +
+            std::to_string(r.what.find(std::wstring(path.begin(), path.end())) != std::wstring::npos),
+        std::string(type) + " " + std::to_string(number) + " " + std::to_string(error) + " ORVMemoryMapFile.cpp 1");
   }
 };
 
@@ -44,7 +43,6 @@ TEST_F(MemoryMapFileTest, ViewsAtAnyOffset) {
   Put("f", bytes);
   {
     MemoryMapFile file(P("f"), Access::ReadOnly);
-    EXPECT_EQ(file.Size(), bytes.size());
     // Around the 64 KiB boundaries the system maps from, and to the end.
     const std::pair<std::uint64_t, std::size_t> ranges[] = {
         {0, 10}, {1, 65535}, {65535, 2}, {65536, 1}, {65537, 100}, {131071, 5000}, {199990, 0}, {0, 0}, {123456, 1}};
@@ -56,8 +54,7 @@ TEST_F(MemoryMapFileTest, ViewsAtAnyOffset) {
       EXPECT_EQ(std::memcmp(view.Data(), bytes.data() + offset, expected), 0) << offset;
     }
     // Beyond the mapped size.
-    ExpectRaised(Catch([&] { (void)file.Map(199999, 2); }), "FileException", "getting a view of the file ", "f", 6,
-                 ERROR_INVALID_PARAMETER);
+    ExpectRaised(Catch([&] { (void)file.Map(199999, 2); }), "FileException", "f", 6, ERROR_INVALID_PARAMETER);
   }
   Remove("f");
 }
@@ -101,32 +98,31 @@ TEST_F(MemoryMapFileTest, AboveFourGiB) {
 // the seam, and every handle opened is closed once the objects go.
 TEST_F(MemoryMapFileTest, Failures) {
   Put("f", "");
-  ExpectRaised(Catch([&] { MemoryMapFile file(P("missing"), Access::ReadOnly); }), "FileCannotOpenException",
-               "opening the read-only file ", "missing", 1, ERROR_FILE_NOT_FOUND);
-  ExpectRaised(Catch([&] { MemoryMapFile file(P("f"), Access::ReadOnly); }), "FileCannotOpenException",
-               "opening the read-only file ", "f", 1, ERROR_FILE_INVALID);  // empty
+  ExpectRaised(Catch([&] { MemoryMapFile file(P("missing"), Access::ReadOnly); }), "FileCannotOpenException", "missing",
+               1, ERROR_FILE_NOT_FOUND);
+  ExpectRaised(Catch([&] { MemoryMapFile file(P("f"), Access::ReadOnly); }), "FileCannotOpenException", "f", 1,
+               ERROR_FILE_INVALID);  // empty
   ASSERT_TRUE(::CreateDirectoryA(P("d").c_str(), nullptr));
-  ExpectRaised(Catch([&] { MemoryMapFile file(P("d"), Access::ReadWrite); }), "FileCannotOpenException",
-               "opening the write-only file ", "d", 2, ERROR_ACCESS_DENIED);
+  ExpectRaised(Catch([&] { MemoryMapFile file(P("d"), Access::ReadWrite); }), "FileCannotOpenException", "d", 2,
+               ERROR_ACCESS_DENIED);
   EXPECT_TRUE(::RemoveDirectoryA(P("d").c_str()));
   Put("f", std::string(1000, 'x'));
   struct Row {
     void (*arm)(FileCalls&);
     DWORD error;
     void (*operate)(MemoryMapFile&);
-    const char* action;
     unsigned number;
   };
   const Row rows[] = {
       {[](FileCalls& c) { c.MapViewOfFile = Failing<decltype(c.MapViewOfFile)>::Call; }, ERROR_NOT_ENOUGH_MEMORY,
-       [](MemoryMapFile& f) { (void)f.Map(10, 10); }, "getting a view of the file ", 6},
+       [](MemoryMapFile& f) { (void)f.Map(10, 10); }, 6},
       {[](FileCalls& c) { c.FlushViewOfFile = Failing<decltype(c.FlushViewOfFile)>::Call; }, ERROR_LOCK_VIOLATION,
-       [](MemoryMapFile& f) { f.Map(10, 10).Flush(); }, "releasing a view of the file ", 9},
+       [](MemoryMapFile& f) { f.Map(10, 10).Flush(); }, 9},
       // The real unmap happens, so that nothing stays mapped; only its answer is a failure.
       {[](FileCalls& c) {
          c.UnmapViewOfFile = [](LPCVOID address) { return ::UnmapViewOfFile(address), ::SetLastError(87), FALSE; };
        },
-       ERROR_INVALID_PARAMETER, [](MemoryMapFile& f) { f.Map(10, 10).Unmap(); }, "releasing a view of the file ", 9},
+       ERROR_INVALID_PARAMETER, [](MemoryMapFile& f) { f.Map(10, 10).Unmap(); }, 9},
   };
   for (const Row& row : rows) {
     {
@@ -134,7 +130,7 @@ TEST_F(MemoryMapFileTest, Failures) {
       MemoryMapFile file(P("f"), Access::ReadWrite);
       row.arm(guard.Calls());
       orvtest::g_fakeError = row.error;
-      ExpectRaised(Catch([&] { row.operate(file); }), "FileException", row.action, "f", row.number, row.error);
+      ExpectRaised(Catch([&] { row.operate(file); }), "FileException", "f", row.number, row.error);
     }
     EXPECT_EQ(orvtest::HandleCount::closed, orvtest::HandleCount::opened) << row.number;
   }

@@ -68,19 +68,16 @@ TEST(VariantStream, EachTypeHasItsTagAndFixedFormAndRoundTrips) {
 }
 
 TEST(VariantStream, UnknownTagsConsumeOneByteAndLeaveTheTargetAlone) {
-  const Bytes data = {0, 17, 0x7F, 0x80, 0xF0, 0xFF, 4, 0x2A, 0, 0, 0};
+  const Bytes data = {0, 17, 0x7F, 0x80, 0xF0, 0xFF};
   BinaryStreamMemory buf(data.data(), static_cast<std::uint32_t>(data.size()));
   BinaryStream stream(buf);
   const Variant kept("kept");
-  for (std::uint32_t i = 0; i < 6; ++i) {
+  for (std::uint32_t i = 0; i < data.size(); ++i) {
     Variant target = kept;
     stream >> target;
     EXPECT_EQ(target, kept) << "tag " << int{data[i]};
     EXPECT_EQ(buf.TellG(), i + 1);
   }
-  Variant target = kept;
-  stream >> target;
-  EXPECT_EQ(target, Variant(42));
   EXPECT_EQ(Written(Variant()), Bytes{0});
 
   // Cut short: the base library's exception, and the target keeps its value.
