@@ -51,16 +51,23 @@ soak: build-release
 	ctest --preset soak
 
 # The counts start from nothing, and are reported even when a test fails
-# (which then fails the target). gcov reads the data once into one JSON file.
+# (which then fails the target). gcov reads each compile directory's data into
+# one JSON file (gcovr resolves a unit's sources from its own directory); the
+# parts are then merged into the text and HTML reports.
+COVERAGE_PARTS = $(COVERAGE_DIR)/CMakeFiles $(COVERAGE_DIR)/tests $(wildcard $(COVERAGE_DIR)/siblings/*)
 coverage: build-coverage
 	@cmake/ensure-deps gcovr
 	find $(COVERAGE_DIR) -name '*.gcda' -delete
 	ctest --preset coverage; status=$$?; \
-	$(GCOVR) --object-directory $(COVERAGE_DIR) --json $(COVERAGE_DIR)/coverage.json && \
+	rm -f $(COVERAGE_DIR)/part-*.json; \
+	for d in $(COVERAGE_PARTS); do \
+	  $(GCOVR) --object-directory $$d --json $(COVERAGE_DIR)/part-$$(basename $$d).json $$d || exit 1; \
+	done; \
+	parts=$$(for f in $(COVERAGE_DIR)/part-*.json; do echo -a $$f; done); \
 	mkdir -p $(COVERAGE_DIR)/html && \
-	$(GCOVR) -a $(COVERAGE_DIR)/coverage.json --html-details $(COVERAGE_DIR)/html/index.html && \
-	$(GCOVR) -a $(COVERAGE_DIR)/coverage.json && \
-	$(GCOVR) -a $(COVERAGE_DIR)/coverage.json --branches --print-summary && \
+	$(GCOVR) $$parts --html-details $(COVERAGE_DIR)/html/index.html && \
+	$(GCOVR) $$parts && \
+	$(GCOVR) $$parts --branches --print-summary && \
 	echo "HTML report: $(COVERAGE_DIR)/html/index.html" && exit $$status
 
 bench: build-release
