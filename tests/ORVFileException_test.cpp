@@ -92,8 +92,9 @@ TEST(Raise, RecordsNumberPlaceArgumentsAndTheWin32Error) {
     try {
       stored->Throw();
     } catch (const BaseException& e) {
-      EXPECT_TRUE(typeid(e) == typeid(*stored) && !!dynamic_cast<const FileCannotOpenException*>(&e) ==
-                                                      (row.type == std::string("FileCannotOpenException")))
+      const BaseException& copy = *stored;
+      EXPECT_TRUE(typeid(e) == typeid(copy) && !!dynamic_cast<const FileCannotOpenException*>(&e) ==
+                                                   (row.type == std::string("FileCannotOpenException")))
           << row.type;
     }
   }
