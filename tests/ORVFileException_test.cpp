@@ -93,8 +93,9 @@ TEST(Raise, RecordsNumberPlaceArgumentsAndTheWin32Error) {
       stored->Throw();
     } catch (const BaseException& e) {
       const BaseException& copy = *stored;
-      EXPECT_TRUE(typeid(e) == typeid(copy) && !!dynamic_cast<const FileCannotOpenException*>(&e) ==
-                                                   (row.type == std::string("FileCannotOpenException")))
+      EXPECT_TRUE(std::string(typeid(e).name()) == typeid(copy).name() &&
+                  !!dynamic_cast<const FileCannotOpenException*>(&e) ==
+                      (row.type == std::string("FileCannotOpenException")))
           << row.type;
     }
   }

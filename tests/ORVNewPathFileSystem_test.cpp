@@ -131,7 +131,7 @@ TYPED_TEST(NewPathFileSystemTest, AttributeQueriesAndMissingPaths) {
       {[](const Path& q) { q.IsHidden(); }, false},
       {[](const Path& q) { Path(q).FileAttribute(true, 1u); }, false}};
   for (const auto& [query, numbered] : rows)
-    EXPECT_EQ(this->Raises([&] { query(this->At("none\\x")); }, "none\\x"),
+    EXPECT_EQ(this->Raises([&, query = query] { query(this->At("none\\x")); }, "none\\x"),
               std::tuple("FileNotFoundException", numbered ? 15u : ~0u, numbered ? 3u : 0u, numbered));
 }
 
@@ -151,7 +151,8 @@ TYPED_TEST(NewPathFileSystemTest, CreateMakesMissingParentsAndNamesWhatFails) {
       {"a\\b\\c\\x\\y", PathType::File, "FileCannotCreateException", ERROR_ALREADY_EXISTS},
       {"a\\b\\c\\x\\y", PathType::Directory, "FileCannotCreateException", ERROR_ALREADY_EXISTS}};
   for (const auto& [name, type, exception, error] : rows)
-    EXPECT_EQ(this->Raises([&] { this->At(name, type).Create(); }, name + "."), std::tuple(exception, 4u, error, true));
+    EXPECT_EQ(this->Raises([&, name = name, type = type] { this->At(name, type).Create(); }, name + "."),
+              std::tuple(exception, 4u, error, true));
   EXPECT_EQ(this->Got("a\\b\\c") + std::to_string(::GetFileAttributesA(this->P("d\\e").c_str())), "kept16");
 }
 
@@ -229,7 +230,7 @@ TYPED_TEST(NewPathFileSystemTest, GetFileListMatchesTheModel) {
       EXPECT_EQ(Cache(*p), kExists | kLoaded) << name;
     }
     std::copy_if(tree.begin(), tree.end(), std::back_inserter(expected),
-                 [&](auto& e) { return keeps(e.first, e.second); });
+                 [&, keeps = keeps](auto& e) { return keeps(e.first, e.second); });
     std::sort(got.begin(), got.end());
     std::sort(expected.begin(), expected.end());
     EXPECT_EQ(got, expected) << pattern << (recursive ? " recursive" : "");
