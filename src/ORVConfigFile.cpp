@@ -178,15 +178,21 @@ ORV::Handle OpenForQueryWrp(const std::string& path, unsigned long& error) {
 }
 
 /// The file's own path, through any symbolic link: "\\?\C:\real\app.ini".
+// A MAX_PATH buffer first; a longer path is asked again with the size the
+// system gave (which then counts the terminating null).
 unsigned long FinalPathWrp(const ORV::Handle& file, std::string& path) {
-  std::string final(32768, '\0');
-  const DWORD length = ::GetFinalPathNameByHandleA(file.Get(), final.data(), static_cast<DWORD>(final.size()),
-                                                   FILE_NAME_NORMALIZED | VOLUME_NAME_DOS);
-  if (length == 0) return ::GetLastError();
-  if (length >= final.size()) return ERROR_FILENAME_EXCED_RANGE;
-  final.resize(length);
-  path.swap(final);
-  return ERROR_SUCCESS;
+  std::string final(MAX_PATH, '\0');
+  for (;;) {
+    const DWORD length = ::GetFinalPathNameByHandleA(file.Get(), final.data(), static_cast<DWORD>(final.size()),
+                                                     FILE_NAME_NORMALIZED | VOLUME_NAME_DOS);
+    if (length == 0) return ::GetLastError();
+    if (length < final.size()) {
+      final.resize(length);
+      path.swap(final);
+      return ERROR_SUCCESS;
+    }
+    final.assign(length, '\0');
+  }
 }
 
 unsigned long AttributesWrp(const std::string& path, DWORD& attributes) {
