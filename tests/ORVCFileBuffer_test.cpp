@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -14,6 +15,7 @@
 #include "ORVCFile.h"
 #include "ORVCFileBuffer.h"
 #include "ORVFileTestSupport.h"
+#include "ORVNotImplemented.h"
 #include "ORVStreamBuffer.h"
 
 namespace {
@@ -116,6 +118,36 @@ TEST(StreamBufferTest, OnGoodAndFailedStreamsAndOwningOnlyWhenTold) {
   EXPECT_EQ(in.vTellG(), 0xFFFFFFFFu);        // the short read set the fail bit too
   EXPECT_EQ(in.vSeekG(10, Buf::Begin), 10u);  // seeking clears the end-of-file state first
   EXPECT_EQ(std::string(buffer, in.vGet(buffer, 5)), "klmno");
+}
+
+// Each adapter works one way: every operation of the other side, and every
+// clear, is refused with NotImplemented and leaves the medium alone.
+TEST_F(CFileBufferTest, TheOtherSideIsRefused) {
+  Put("f", "abc");
+  CFile file(P("f"));
+  file.Open(OpenMode::ReadWrite);
+  std::stringstream stream("abc");
+  OCFileBuffer fileOut(file);
+  ICFileBuffer fileIn(file);
+  OStreamBuffer streamOut(stream);
+  IStreamBuffer streamIn(stream);
+  char byte = 0;
+  const std::function<void(Buf&)> getSide[] = {[&](Buf& b) { b.vGet(&byte, 1); }, [](Buf& b) { b.vTellG(); },
+                                               [](Buf& b) { b.vSeekG(0, Buf::Begin); }};
+  const std::function<void(Buf&)> putSide[] = {[&](Buf& b) { b.vPut(&byte, 1); }, [](Buf& b) { b.vTellP(); },
+                                               [](Buf& b) { b.vSeekP(0, Buf::Begin); }};
+  const std::function<void(Buf&)> clears[] = {[](Buf& b) { b.vClear(); }, [](Buf& b) { b.vClearMemory(); },
+                                              [](Buf& b) { b.vClearEnd(); }};
+  for (const auto& [buffer, refused] : {std::pair<Buf*, decltype(&getSide)>{&fileOut, &getSide},
+                                        {&streamOut, &getSide},
+                                        {&fileIn, &putSide},
+                                        {&streamIn, &putSide}}) {
+    for (const auto* operations : {refused, &clears})
+      for (const auto& operation : *operations) EXPECT_THROW(operation(*buffer), ORVFile::NotImplemented);
+  }
+  file.Close();
+  EXPECT_EQ(Got("f") + stream.str(), "abcabc");
+  Remove("f");
 }
 
 }  // namespace

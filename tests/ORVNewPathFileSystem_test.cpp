@@ -18,6 +18,7 @@
 #include "ORVFileTestSupport.h"
 #include "ORVNewPath.h"
 #include "ORVToLower.h"
+#include "ORVUnderWine.h"
 
 namespace {
 
@@ -271,6 +272,30 @@ TYPED_TEST(NewPathFileSystemTest, AdvSearchOptionsTimeLimitsAndEquality) {
   this->Put("m", "abc");
   mask.SetSizeLimits(4, 20);
   EXPECT_TRUE(defaults.Match(this->At("m")) && !mask.Match(this->At("m")));
+  // Each pair of bounds reads back as set, a time beyond 32 bits clamped; the
+  // others stay as they were.
+  using Limits = void (AdvSearchOptions::*)(const DateTime&, const DateTime&);
+  using Read = void (AdvSearchOptions::*)(DateTime&, DateTime&) const;
+  for (const auto& [set, get] :
+       {std::pair<Limits, Read>{&AdvSearchOptions::SetModifTimeLimits, &AdvSearchOptions::GetModifTimeLimits},
+        {&AdvSearchOptions::SetCreationTimeLimits, &AdvSearchOptions::GetCreationTimeLimits},
+        {&AdvSearchOptions::SetAccessTimeLimits, &AdvSearchOptions::GetAccessTimeLimits}}) {
+    AdvSearchOptions o;
+    (o.*set)(DateTime(-(1LL << 40)), DateTime(t));
+    DateTime lower, upper;
+    (o.*get)(lower, upper);
+    EXPECT_TRUE(lower.UnixTime() == INT32_MIN && upper.UnixTime() == t && !(o == defaults));
+    (o.*set)(DateTime(0), DateTime(1LL << 40));
+    (o.*get)(lower, upper);
+    EXPECT_TRUE(lower.UnixTime() == 0 && upper.UnixTime() == INT32_MAX);
+  }
+  std::uint64_t lower = 0, upper = 0;
+  unsigned long attributeMask = 0, attributeValue = 0;
+  mask.GetSizeLimits(lower, upper);
+  mask.GetAttrib(attributeMask, attributeValue);
+  EXPECT_TRUE(lower == 4 && upper == 20 && attributeMask == 16 && attributeValue == 0);
+  defaults = mask;
+  EXPECT_TRUE(defaults == mask);
 }
 
 TYPED_TEST(NewPathFileSystemTest, StreamFormRoundTripsAndShortDataChangesNothing) {
@@ -300,6 +325,32 @@ TYPED_TEST(NewPathFileSystemTest, NetworkTexts) {
     const Path p(this->T(text), type, true);
     EXPECT_TRUE(p.GetURI() == this->T(uri) && Path(this->T(uri), type, true) == p && p.MakeUNC() == p) << text;
   }
+  // The machine itself, by any of its names, is local; another server is not.
+  const auto server = [](const std::basic_string<TypeParam>& name) {
+    return Path(Path::NP_UNC_ROOT + name + Path::NP_PATH_SEPARATOR + TestFixture::T("share"), PathType::File, true);
+  };
+  const std::basic_string<TypeParam> self = Path::ComputerName();
+  ASSERT_FALSE(self.empty());
+  EXPECT_TRUE(server(self).IsLocal() && server(this->T("LocalHost")).IsLocal() &&
+              server(this->T("127.0.0.1")).IsLocal());
+  EXPECT_FALSE(server(this->T("no-such-server")).IsLocal());
+  EXPECT_EQ(server(this->T("srv")).Server(), this->T("srv"));
+  const Path local = this->At("x");
+  for (const Path& p :
+       {local, Path(this->T("rel"), PathType::File, true), Path(this->T("\\rel"), PathType::File, true)})
+    EXPECT_TRUE(p.IsLocal() && p.Server().empty()) << "a fixed drive names no server";
+  std::vector<Path> shares;
+  EXPECT_EQ(orvtest::Catch([&] { local.GetServerShares(shares); }).type, "CannotRetrieveServerException");
+  // A server's listing is its shares, each one that exists; a failing query lists nothing.
+  const Path machine(Path::NP_UNC_ROOT + self + Path::NP_PATH_SEPARATOR, PathType::Directory, true);
+  const orvtest::Raised asked = orvtest::Catch([&] { machine.GetServerShares(shares); });
+  std::vector<Path> listed;
+  machine.GetFileList(listed, this->T("*"), false, AdvSearchOptions());
+  EXPECT_TRUE(machine.IsServer() && machine.Exists() && listed.size() == shares.size());
+  if (orvtest::UnderWine())
+    EXPECT_EQ(asked.lastError, 50u) << "Wine's NetShareEnum answers ERROR_NOT_SUPPORTED";
+  else
+    EXPECT_EQ(asked.type, "");
 }
 
 }  // namespace

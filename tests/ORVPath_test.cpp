@@ -44,9 +44,16 @@ TYPED_TEST(PathTest, TextRules) {
               std::tuple(this->T(text), unc, drive, absolute, this->T(name), this->T(extension), this->T(directory)))
         << input;
   }
-  TypeParam changed(this->T("a.d\\b.txt"));
-  changed.Extension(this->T(".log"), BasePath::BP_REPLACE_EXTENSION);
-  EXPECT_EQ(changed.FullPath(), this->T("a.d\\b.log"));
+  // Mode, then the results on "a.d\b.txt" and "a.d\b".
+  for (const auto& [mode, withExtension, without] :
+       {std::tuple{BasePath::BP_REPLACE_EXTENSION, "a.d\\b.log", "a.d\\b.log"},
+        {BasePath::BP_APPEND_EXTENSION, "a.d\\b.txt.log", "a.d\\b.log"},
+        {BasePath::BP_ADD_MISSING_EXTENSION, "a.d\\b.txt", "a.d\\b.log"}}) {
+    TypeParam changed(this->T("a.d\\b.txt")), bare(this->T("a.d\\b"));
+    changed.Extension(this->T(".log"), mode);
+    bare.Extension(this->T("log"), mode);
+    EXPECT_EQ(std::pair(changed.FullPath(), bare.FullPath()), std::pair(this->T(withExtension), this->T(without)));
+  }
   for (const auto& [text, dots] :
        {std::pair{"..\\", true}, {"C:..", true}, {"x/.", true}, {"...", false}, {"x.", false}})
     EXPECT_EQ(TypeParam::IsDotDirectory(this->T(text)), dots) << text;
@@ -57,6 +64,31 @@ TYPED_TEST(PathTest, TextRules) {
   EXPECT_EQ(a.FullPath(), this->T("c:\\dir\\\xC9x")) << "only ASCII folds";
   // The other width goes through the charset library, which maps nothing to a look-alike.
   EXPECT_EQ(ORVFile::Path(std::wstring(L"C:/a\xFF3C/b")).FullPath(), "C:\\a?\\b");
+}
+
+// Every way in takes the text the same, from either width; the server is the
+// UNC one or this computer's name.
+TYPED_TEST(PathTest, ConstructionAssignmentComparisonAndServer) {
+  using Other = typename TypeParam::OtherString;
+  const std::string text = "//srv/sh/x";
+  const Other other(text.begin(), text.end());
+  const typename TypeParam::String own = this->T(text), expected = this->T("\\\\srv\\sh\\x");
+  TypeParam a(own.c_str()), b(other), c(other.c_str()), d(a), e, f, g, h;
+  e = own.c_str();
+  f = other;
+  g = other.c_str();
+  h = d;
+  for (const TypeParam* p : {&a, &b, &c, &d, &e, &f, &g, &h})
+    EXPECT_TRUE(*p == a && !(*p != a) && *p == expected && *p == expected.c_str() && !(*p != expected.c_str()) &&
+                static_cast<const typename TypeParam::String&>(*p) == expected && !p->IsRelative());
+  EXPECT_TRUE(a < this->T("\\\\t").c_str() && !(a < expected.c_str()) && TypeParam().FullPath().empty());
+  EXPECT_EQ(a.GetServer(), this->T("srv"));
+  char name[MAX_COMPUTERNAME_LENGTH + 1];
+  DWORD size = sizeof name;
+  ASSERT_TRUE(::GetComputerNameA(name, &size));
+  EXPECT_EQ(TypeParam(this->T("C:\\x")).GetServer(), this->T(name));
+  typename TypeParam::String unc = own;
+  EXPECT_TRUE(!TypeParam(this->T("C:\\x")).FullPathAsUNC(unc) && unc == own) << "a fixed drive has no universal name";
 }
 
 TYPED_TEST(PathTest, AttributeCacheSizesAndTimes) {
