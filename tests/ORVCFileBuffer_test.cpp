@@ -1,19 +1,21 @@
 // The adapters: OCFileBuffer and ICFileBuffer over a file handle, OStreamBuffer
 // and IStreamBuffer over standard streams: the seek checks of the file
-// adapters, a round trip through a file, failed streams.
+// adapters, a round trip through a file from the memory buffers, failed streams.
 #include "win32.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <sstream>
 #include <string>
 
-#include "ORVBinaryStreamMemory.h"
 #include "ORVCFile.h"
 #include "ORVCFileBuffer.h"
 #include "ORVFileTestSupport.h"
+#include "ORVMemoryBuffer.h"
+#include "ORVStaticMemoryBuffer.h"
 #include "ORVStreamBuffer.h"
 
 namespace {
@@ -64,26 +66,41 @@ TEST_F(CFileBufferTest, FileAdapterSeeks) {
   Remove("f");
 }
 
-TEST_F(CFileBufferTest, RoundTripThroughAFile) {
+// A file adapter that notes the largest piece it is given.
+struct PieceSpy : OCFileBuffer {
+  using OCFileBuffer::OCFileBuffer;
+  std::uint32_t vPut(const void* data, std::uint32_t count) override {
+    largest = std::max(largest, count);
+    return OCFileBuffer::vPut(data, count);
+  }
+  std::uint32_t largest = 0;
+};
+
+// The memory buffers hand a file adapter pieces of 32 KiB at most.
+TEST_F(CFileBufferTest, RoundTripThroughAFileInPiecesOf32KiBAtMost) {
   std::string bytes(100000, '\0');
   for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>(i * 7 + i / 251);
-  ORV::BinaryStreamMemory source(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
-  CFile scratch(P("scratch")), file(P("f"));
-  file.Open(OpenMode::CreateReadWrite);
-  OCFileBuffer out(scratch);
-  out.SetCFile(file);
-  EXPECT_EQ(source.Copy(out), bytes.size());
-  out.vSeekP(1000, Buf::Begin);
-  EXPECT_EQ(out.vSize(), bytes.size());
-  EXPECT_EQ(out.vTellP(), 1000u);  // vSize leaves the position where it was
-  file.Open(OpenMode::OpenRead);
-  ICFileBuffer in(file);
-  EXPECT_EQ(out.Capabilities() * 10 + in.Capabilities(), 23);
-  std::string back;
-  EXPECT_EQ(in.Copy(back), bytes.size());
-  EXPECT_EQ(back, bytes);
-  EXPECT_TRUE(in.vEndOfFile());
-  file.Close();
+  ORVFile::MemoryBuffer chunked(bytes.data(), 100000, 65536);
+  ORVFile::StaticMemoryBuffer fixed(static_cast<const void*>(bytes.data()), 100000);
+  for (Buf* source : {static_cast<Buf*>(&chunked), static_cast<Buf*>(&fixed)}) {
+    CFile scratch(P("scratch")), file(P("f"));
+    file.Open(OpenMode::CreateReadWrite);
+    PieceSpy out(scratch);
+    out.SetCFile(file);
+    EXPECT_EQ(source->Copy(out), bytes.size());
+    EXPECT_EQ(out.largest, 32768u);
+    out.vSeekP(1000, Buf::Begin);
+    EXPECT_EQ(out.vSize(), bytes.size());
+    EXPECT_EQ(out.vTellP(), 1000u);  // vSize leaves the position where it was
+    file.Open(OpenMode::OpenRead);
+    ICFileBuffer in(file);
+    EXPECT_EQ(out.Capabilities() * 10 + in.Capabilities(), 23);
+    std::string back;
+    EXPECT_EQ(in.Copy(back), bytes.size());
+    EXPECT_EQ(back, bytes);
+    EXPECT_TRUE(in.vEndOfFile());
+    file.Close();
+  }
   Remove("f");
 }
 
