@@ -75,8 +75,8 @@ TEST(ProgressBuffer, ReportsTheFractionsOfWritesAndReads) {
     } else {
       BinaryStreamMemory sink;
       OProgressBuffer progress(sink, callback, row.total, row.steps);
-      for (std::uint32_t done = 0, n; done < row.size; done += n)
-        EXPECT_EQ(progress.Put(data.data() + done, n = std::min(row.piece, row.size - done)), n);
+      for (std::uint32_t done = 0; done < row.size; done += row.piece)  // the writes' sizes divide the size
+        EXPECT_EQ(progress.Put(data.data() + done, row.piece), row.piece);
       EXPECT_EQ(recorder->NbRef(), 2);  // the caller's and the buffer's
       std::copy(sink.Bytes().begin(), sink.Bytes().end(), moved.begin());
       EXPECT_EQ(sink.Size(), row.size);
