@@ -1,21 +1,23 @@
 // The adapters: OCFileBuffer and ICFileBuffer over a file handle, OStreamBuffer
 // and IStreamBuffer over standard streams: the seek checks of the file
-// adapters, a round trip through a file, failed streams.
+// adapters, a round trip through a file from the memory buffers, failed streams.
 #include "win32.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <sstream>
 #include <string>
 
-#include "ORVBinaryStreamMemory.h"
 #include "ORVCFile.h"
 #include "ORVCFileBuffer.h"
 #include "ORVFileTestSupport.h"
+#include "ORVMemoryBuffer.h"
 #include "ORVNotImplemented.h"
+#include "ORVStaticMemoryBuffer.h"
 #include "ORVStreamBuffer.h"
 
 namespace {
@@ -32,60 +34,74 @@ using orvtest::Catch;
 class CFileBufferTest : public orvtest::TempDirTest {};
 
 // A negative offset is made absolute; one that would reach before the start
-// is the seek error, the position unmoved. Both file adapters, alike.
+// is the seek error (ERROR_NEGATIVE_SEEK recorded), the position unmoved. Both
+// file adapters, alike.
 TEST_F(CFileBufferTest, FileAdapterSeeks) {
   Put("f", std::string(30, 'x'));
+  const std::string error = "FileException 11 ORVCFileBuffer.cpp 131";
   const struct {
     std::uint32_t from;
     std::int32_t offset;
     Buf::Direction direction;
-    std::int64_t to;  // -1: the seek error
-  } rows[] = {{4, -10, Buf::Current, -1}, {20, -10, Buf::Current, 10}, {5, -1, Buf::Begin, -1},
-              {5, -30, Buf::End, 0},      {5, -31, Buf::End, -1},      {5, 5, Buf::End, 35}};
+    std::string to;
+  } rows[] = {{4, -10, Buf::Current, error}, {20, -10, Buf::Current, "10"}, {5, -1, Buf::Begin, error},
+              {5, -30, Buf::End, "0"},       {5, -31, Buf::End, error},     {5, 5, Buf::End, "35"}};
   CFile file(P("f"));
   OCFileBuffer out(file);
   ICFileBuffer in(file);
   for (std::size_t i = 0; i < std::size(rows) * 2; ++i) {
     const auto& row = rows[i / 2];
-    SCOPED_TRACE(i);
     file.Open(OpenMode::ReadWrite);
     file.Seek(row.from, ORVFile::SeekMethod::Begin);
-    std::uint32_t to = 0;
-    const auto raised =
+    std::uint32_t to = row.from;
+    const auto r =
         Catch([&] { to = i % 2 == 0 ? out.vSeekP(row.offset, row.direction) : in.vSeekG(row.offset, row.direction); });
-    if (row.to >= 0) {
-      EXPECT_EQ(raised.type + std::to_string(to), std::to_string(row.to));
-      continue;
-    }
-    EXPECT_EQ(raised.type + " " + std::to_string(raised.number) + " " + raised.source + " " +
-                  std::to_string(raised.lastError),
-              "FileException 11 ORVCFileBuffer.cpp 131");  // ERROR_NEGATIVE_SEEK
-    EXPECT_EQ(file.Tell(), row.from);
+    EXPECT_EQ(r.type.empty()
+                  ? std::to_string(to)
+                  : r.type + " " + std::to_string(r.number) + " " + r.source + " " + std::to_string(r.lastError),
+              row.to)
+        << i;
+    EXPECT_EQ(file.Tell(), to) << i;
   }
   file.Close();
   Remove("f");
 }
 
-TEST_F(CFileBufferTest, RoundTripThroughAFile) {
+// A file adapter that notes the largest piece it is given.
+struct PieceSpy : OCFileBuffer {
+  using OCFileBuffer::OCFileBuffer;
+  std::uint32_t vPut(const void* data, std::uint32_t count) override {
+    largest = std::max(largest, count);
+    return OCFileBuffer::vPut(data, count);
+  }
+  std::uint32_t largest = 0;
+};
+
+// The memory buffers hand a file adapter pieces of 32 KiB at most.
+TEST_F(CFileBufferTest, RoundTripThroughAFileInPiecesOf32KiBAtMost) {
   std::string bytes(100000, '\0');
   for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>(i * 7 + i / 251);
-  ORV::BinaryStreamMemory source(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
-  CFile scratch(P("scratch")), file(P("f"));
-  file.Open(OpenMode::CreateReadWrite);
-  OCFileBuffer out(scratch);
-  out.SetCFile(file);
-  EXPECT_EQ(source.Copy(out), bytes.size());
-  out.vSeekP(1000, Buf::Begin);
-  EXPECT_EQ(out.vSize(), bytes.size());
-  EXPECT_EQ(out.vTellP(), 1000u);  // vSize leaves the position where it was
-  file.Open(OpenMode::OpenRead);
-  ICFileBuffer in(file);
-  EXPECT_EQ(out.Capabilities() * 10 + in.Capabilities(), 23);
-  std::string back;
-  EXPECT_EQ(in.Copy(back), bytes.size());
-  EXPECT_EQ(back, bytes);
-  EXPECT_TRUE(in.vEndOfFile());
-  file.Close();
+  ORVFile::MemoryBuffer chunked(bytes.data(), 100000, 65536);
+  ORVFile::StaticMemoryBuffer fixed(static_cast<const void*>(bytes.data()), 100000);
+  for (Buf* source : {static_cast<Buf*>(&chunked), static_cast<Buf*>(&fixed)}) {
+    CFile scratch(P("scratch")), file(P("f"));
+    file.Open(OpenMode::CreateReadWrite);
+    PieceSpy out(scratch);
+    out.SetCFile(file);
+    EXPECT_EQ(source->Copy(out), bytes.size());
+    EXPECT_EQ(out.largest, 32768u);
+    out.vSeekP(1000, Buf::Begin);
+    EXPECT_EQ(out.vSize(), bytes.size());
+    EXPECT_EQ(out.vTellP(), 1000u);  // vSize leaves the position where it was
+    file.Open(OpenMode::OpenRead);
+    ICFileBuffer in(file);
+    EXPECT_EQ(out.Capabilities() * 10 + in.Capabilities(), 23);
+    std::string back;
+    EXPECT_EQ(in.Copy(back), bytes.size());
+    EXPECT_EQ(back, bytes);
+    EXPECT_TRUE(in.vEndOfFile());
+    file.Close();
+  }
   Remove("f");
 }
 

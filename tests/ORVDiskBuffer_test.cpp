@@ -37,8 +37,7 @@ using DiskBufferTest = orvtest::TempDirTest;
 TEST_F(DiskBufferTest, HoldsBytesLikeAMemoryBuffer) {
   Driver(0xD15CB0Fu).Run(60000 * orvtest::TestScale(), 2000, [this](Driver& d) {
     const std::uint32_t chunk = d.Below(2) ? 7 : 3, window = std::vector<std::uint32_t>{0, 1, 5, 13, 13}[d.Below(5)];
-    return Pair{
-        std::make_unique<DiskBuffer>(m_dir, chunk, window), std::make_unique<DiskReference>(), {}, {}, {}, false};
+    return Pair{std::make_unique<DiskBuffer>(m_dir, chunk, window), std::make_unique<DiskReference>(), {}, {}, false};
   });
 }
 

@@ -7,6 +7,7 @@
 
 #include "ORVBaseException.h"
 #include "ORVBinaryStreamMemory.h"
+#include "ORVFileTestSupport.h"
 #include "ORVVariantStream.h"
 
 using ORV::BinaryStream;
@@ -26,9 +27,14 @@ Bytes Written(const Variant& value) {
 
 }  // namespace
 
+// Each type's tag and fixed form, read back through the look-ahead store into
+// a variant of another type. An unknown tag is consumed alone and read as
+// nothing; data cut short throws the base library's exception. Either way the
+// target keeps its value.
 TEST(VariantStream, EachTypeHasItsTagAndFixedFormAndRoundTrips) {
+  const Variant stale(std::wstring(L"stale"));
   const struct Row {
-    Variant value;
+    Variant value;  // empty: bytes read only
     Bytes bytes;
     Variant back;  // what reading gives, when not the value itself
   } rows[] = {
@@ -48,45 +54,33 @@ TEST(VariantStream, EachTypeHasItsTagAndFixedFormAndRoundTrips) {
       {Variant(DateTime(-1)), {14, 0xFF, 0xFF, 0xFF, 0xFF}, {}},
       {Variant(std::string("x\0y", 3)), {15, 3, 0, 0, 0, 'x', 0, 'y'}, {}},
       {Variant(std::wstring(L"")), {16, 0, 0, 0, 0}, {}},
-      // Only the low 32 bits of a time are stored, and reals keep the width of their tag.
+      // Only the low 32 bits of a time are stored.
       {Variant(DateTime(5000000000)), {14, 0x00, 0xF2, 0x05, 0x2A}, Variant(DateTime(705032704))},
+      {Variant(), {0}, stale},
+      {Variant(), {17}, stale},
+      {Variant(), {0x7F}, stale},
+      {Variant(), {0x80}, stale},
+      {Variant(), {0xFF}, stale},
+      {Variant(), {}, stale},
+      {Variant(), {5, 1, 2}, stale},
+      {Variant(), {7, 1, 2, 3, 4, 5, 6, 7}, stale},
+      {Variant(), {12, 3, 0, 0, 0, 'a'}, stale},
+      {Variant(), {16, 1, 0, 0, 0, 'a'}, stale},
   };
   for (size_t i = 0; i < std::size(rows); ++i) {
     SCOPED_TRACE(i);
     const Row& r = rows[i];
-    EXPECT_EQ(Written(r.value), r.bytes);
+    EXPECT_EQ(r.value.IsEmpty() ? r.bytes : Written(r.value), r.bytes);
     BinaryStreamMemory buf(r.bytes.data(), static_cast<std::uint32_t>(r.bytes.size()));
     BinaryStream stream(buf);
     unsigned char ahead[3];
     buf.Peek(ahead, 3);  // reading goes through the look-ahead store
-    Variant read(std::wstring(L"stale"));
-    stream >> read;
+    Variant read(stale);
+    const std::string raised = orvtest::Catch([&] { stream >> read; }).type;
+    EXPECT_EQ(raised, r.value.IsEmpty() && r.bytes.size() != 1 ? "ORV::Exception" : "");
     EXPECT_EQ(read, r.back.IsEmpty() ? r.value : r.back);
     EXPECT_TRUE(buf.EndOfFile());
   }
-  EXPECT_EQ(Written(Variant(false)), (Bytes{1, 0}));
-}
-
-TEST(VariantStream, UnknownTagsConsumeOneByteAndLeaveTheTargetAlone) {
-  const Bytes data = {0, 17, 0x7F, 0x80, 0xF0, 0xFF};
-  BinaryStreamMemory buf(data.data(), static_cast<std::uint32_t>(data.size()));
-  BinaryStream stream(buf);
-  const Variant kept("kept");
-  for (std::uint32_t i = 0; i < data.size(); ++i) {
-    Variant target = kept;
-    stream >> target;
-    EXPECT_EQ(target, kept) << "tag " << int{data[i]};
-    EXPECT_EQ(buf.TellG(), i + 1);
-  }
   EXPECT_EQ(Written(Variant()), Bytes{0});
-
-  // Cut short: the base library's exception, and the target keeps its value.
-  const Bytes cut[] = {{}, {5, 1, 2}, {7, 1, 2, 3, 4, 5, 6, 7}, {12, 3, 0, 0, 0, 'a'}, {16, 1, 0, 0, 0, 'a'}};
-  for (size_t i = 0; i < std::size(cut); ++i) {
-    BinaryStreamMemory shortBuf(cut[i].data(), static_cast<std::uint32_t>(cut[i].size()));
-    BinaryStream shortStream(shortBuf);
-    Variant victim = kept;
-    EXPECT_THROW(shortStream >> victim, ORV::Exception) << i;
-    EXPECT_EQ(victim, kept) << i;
-  }
+  EXPECT_EQ(Written(Variant(false)), (Bytes{1, 0}));
 }
