@@ -40,19 +40,17 @@ TEST(DateTime, AgreesWithTheSystemCalendarAndCarriesFieldsOver) {
     EXPECT_EQ(FieldsOf(DateTime(unix)), (Fields{st.wYear, st.wMonth - 1, st.wDay, st.wHour, st.wMinute, st.wSecond}));
     EXPECT_EQ(ORV::FileTimeToUnixTime(ft.dwLowDateTime, ft.dwHighDateTime), unix) << "whole seconds, rounded down";
     const DateTime distant(intYears(random));  // negative years too
-    EXPECT_EQ(FromFields(FieldsOf(distant)), distant) << distant.UnixTime();
+    const Fields f = FieldsOf(distant);
+    EXPECT_EQ(FromFields(f), distant) << distant.UnixTime();
+    // Fields carry over: 12 k months on is k years later; k days, hours, minutes and seconds on, k * 90061 seconds.
+    const int k = static_cast<int>(random() % 2001) - 1000;
+    EXPECT_EQ(FromFields({f[0] - k, f[1] + 12 * k, f[2] + k, f[3] + k, f[4] + k, f[5] + k}).UnixTime(),
+              distant.UnixTime() + k * 90061LL);
   }
   // Outside what a FILETIME holds the conversion saturates at whole seconds.
   EXPECT_EQ(ORV::UnixTimeToFileTime(-11644473601), 0u);
   EXPECT_EQ(ORV::UnixTimeToFileTime(LLONG_MAX), ~0ULL / 10000000 * 10000000);
 
-  const std::pair<Fields, Fields> rows[] = {
-      {{2024, -13, 1, 0, 0, 0}, {2022, 11, 1, 0, 0, 0}},  {{2024, 0, 0, 0, 0, 0}, {2023, 11, 31, 0, 0, 0}},
-      {{1900, 1, 29, 0, 0, 0}, {1900, 2, 1, 0, 0, 0}},    {{0, 1, 29, 0, 0, 0}, {0, 1, 29, 0, 0, 0}},
-      {{-100, 1, 29, 0, 0, 0}, {-100, 2, 1, 0, 0, 0}},    {{1970, 0, 1, 0, 0, -1}, {1969, 11, 31, 23, 59, 59}},
-      {{2024, 0, 1, 48, -60, 0}, {2024, 0, 2, 23, 0, 0}},
-  };
-  for (const auto& [given, expected] : rows) EXPECT_EQ(FieldsOf(FromFields(given)), expected);
   // No overflow at the ends of either range (the checked build traps on one).
   EXPECT_LT(FromFields(Fields{INT_MIN, INT_MIN, INT_MIN, INT_MIN, INT_MIN, INT_MIN}),
             FromFields(Fields{1, 1, 1, 1, 1, 1}));
@@ -76,7 +74,6 @@ TEST(WildCard, MatchesAsDirDoesInBothWidths) {
     const std::wstring widePattern(pattern.begin(), pattern.end()), wideText(text.begin(), text.end());
     ASSERT_EQ(ORV::WildCardW(widePattern).Match(wideText), expected) << '"' << pattern << "\" \"" << text << '"';
   }
-  EXPECT_TRUE(ORV::WildCardW(L"*\x00E9?").Match(L"caf\x00E9s"));
   // Many stars over a long near-miss: exponential backtracking would never end.
   const ORV::WildCard stars("*a*a*a*a*a*a*a*a*a*a*a*a*b");
   EXPECT_FALSE(stars.Match(std::string(5000, 'a')));
