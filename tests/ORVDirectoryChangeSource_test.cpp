@@ -32,7 +32,7 @@ using ChangeSourceTest = WatchTest;
 }  // namespace
 
 // "C:" alone names the current directory of C:, made the test's own here;
-// what happens below the root is not reported. What cannot be watched is
+// what happens below the root's entries is not reported. What cannot be watched is
 // refused with message 1.
 TEST_F(ChangeSourceTest, WatchesADriveRootItselfAndRefusesWhatItCannotWatch) {
   const std::wstring root = W().substr(0, 3), name = root + L"orvroot-" + std::to_wstring(::GetCurrentProcessId());
@@ -42,12 +42,14 @@ TEST_F(ChangeSourceTest, WatchesADriveRootItselfAndRefusesWhatItCannotWatch) {
     SmartPtr<Collector> collector(new Collector);
     DirectoryChangeSource source(WPath(root), false, collector);
     EXPECT_EQ(source.Directory(), root);
-    Put("plain.txt", "");
-    ASSERT_TRUE(::CreateDirectoryW(name.c_str(), nullptr) && ::RemoveDirectoryW(name.c_str()));
-    ASSERT_TRUE(collector->log.WaitFor(L"R:" + name));
+    ASSERT_TRUE(::CreateDirectoryW(name.c_str(), nullptr) && collector->log.WaitFor(L"A:" + name));
+    // Wine watches a subdirectory made under a recursive watch, once told of it.
+    ASSERT_TRUE(::CreateDirectoryW((name + L"\\in").c_str(), nullptr) && ::RemoveDirectoryW((name + L"\\in").c_str()));
+    ASSERT_TRUE(::RemoveDirectoryW(name.c_str()) && collector->log.WaitFor(L"R:" + name));
     EXPECT_EQ(collector->log.Get(), (Calls{L"A:" + name, L"R:" + name}));
   }
   ASSERT_TRUE(::SetCurrentDirectoryW(saved));
+  Put("plain.txt", "");
   for (const std::string& path : {P("missing\\below"), P("plain.txt")}) {  // the file opens, then cannot be watched
     const Raised raised = Catch([&] { DirectoryChangeSource(WPath(path), false, SmartPtr<Collector>(new Collector)); });
     EXPECT_EQ(raised.type + " " + std::to_string(raised.number), "FileCannotOpenException 1") << path;

@@ -66,39 +66,43 @@ struct DiskSpaceWatcherTest : TempDirTest {
 
 }  // namespace
 
-// Random list changes on a paused watcher, made on a plain list too; each run
-// then reports in every pass (period 0: one after another) the model's short
-// directories, in list order. Texts of one key are one path to Remove: the
-// case of A to Z and what follows the 65535th character do not count.
+// Each round lists every text once, in random order, and one again, then
+// removes two (one of them each text in turn); the watcher, paused meanwhile,
+// then reports in every pass (period 0: one after another) the short
+// directories of the same list kept plainly, in list order. Texts of one key
+// are one path to Remove: the case of A to Z and what follows the 65535th
+// character do not count.
 TEST_F(DiskSpaceWatcherTest, EveryPassReportsTheShortDirectoriesOfAModelList) {
   std::string upper = m_dir;
   for (char& c : upper) c = static_cast<char>(::toupper(static_cast<unsigned char>(c)));
   const std::string padded = m_dir + std::string(65535 - m_dir.size(), '\\');  // still names the directory
   const std::string texts[] = {m_dir,         upper,       m_dir + "\\", padded, padded + "\\", padded.substr(0, 65534),
                                P("file.txt"), P("missing")};
-  const int keys[] = {0, 0, 1, 2, 2, 3, 4, 5};                   // from 4 on: not a directory
-  const std::uint64_t required[] = {0, 999, 1000, 1001, ~0ull};  // 1000 free: the last two are short
-  std::vector<std::pair<std::size_t, std::uint64_t>> model;      // text, required
-  std::mt19937 random(11);
+  const int keys[] = {0, 0, 1, 2, 2, 3, 4, 5};                 // from 4 on: not a directory
+  const std::uint64_t required[] = {1000, 1001, 1002, ~0ull};  // 1000 free: equal is enough
+  std::vector<std::size_t> order{0, 1, 2, 3, 4, 5, 6, 7};
+  std::mt19937 random(7);
   Callbacks recorder;
   std::vector<int> resources;
   SmartPtr<DiskSpaceWatcher> watcher(new DiskSpaceWatcher(recorder.Callback(), 0));
   watcher->Pause();
-  for (int round = 0; round < 12 * TestScale(); ++round) {
+  for (int round = 0; round < 16 * TestScale(); ++round) {
     if (round == 1) resources = TakeResources();  // after what the first round sets up for good
-    for (int change = random() % 4; change >= 0; --change) {
-      const std::size_t t = random() % std::size(texts);
-      if (random() % 3 != 0) {
-        model.push_back({t, required[random() % std::size(required)]});
-        watcher->AddWatchedPath(texts[t], model.back().second);
-      } else {
-        const auto same = [&](const auto& entry) { return keys[entry.first] == keys[t]; };
-        const auto found = std::find_if(model.begin(), model.end(), same);
-        if (found != model.end()) model.erase(found);
-        watcher->RemoveWatchedPath(texts[t]);
-      }
+    std::shuffle(order.begin(), order.end(), random);
+    order.push_back(random() % 8);
+    std::vector<std::pair<std::size_t, std::uint64_t>> model;  // text, required
+    watcher->ClearWatchedPaths();
+    for (const std::size_t t : order) {
+      model.push_back({t, required[round % 4 == 3 ? 0 : random() % 4]});  // every fourth: no call
+      watcher->AddWatchedPath(texts[t], model.back().second);
     }
-    if (round % 5 == 4) model.clear(), watcher->ClearWatchedPaths();
+    order.pop_back();
+    for (const std::size_t t : {static_cast<std::size_t>(round % 8), static_cast<std::size_t>(random() % 8)}) {
+      const auto found =
+          std::find_if(model.begin(), model.end(), [&](const auto& e) { return keys[e.first] == keys[t]; });
+      if (found != model.end()) model.erase(found);
+      watcher->RemoveWatchedPath(texts[t]);
+    }
     std::wstring expected;
     std::size_t perPass = 0;
     for (const auto& [t, bytes] : model) {
