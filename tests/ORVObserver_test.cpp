@@ -51,10 +51,10 @@ TEST_F(ObserverTest, DispatchesEveryProducersEventsByKindAndDiskInTheirOrder) {
   for (int p = 0; p < 8; ++p) Make({"D" + std::to_string(p) + "\\", "F" + std::to_string(p) + ".TXT"});
   Log log;
   Calls got[8], expected[8];
-  SmartPtr<Recorder> observer(new Recorder(
-      &log, ORV::MakeUnhandledExceptionFunction([&](const std::wstring& name, const std::exception_ptr& e) {
-        log.Add(name + L": " + ORV::DescribeException(e));
-      })));
+  SmartPtr<Recorder> observer(
+      new Recorder(log, ORV::MakeUnhandledExceptionFunction([&](const std::wstring& name, const std::exception_ptr& e) {
+                     log.Add(name + L": " + ORV::DescribeException(e));
+                   })));
   observer->hook = [](const std::wstring& call) {
     if (call == L"R:end") throw std::runtime_error("handler failed");
   };
@@ -106,7 +106,7 @@ TEST_F(ObserverTest, ShutdownNeverWaitsAndTheLastReleaseNeverRunsUnderAHandler) 
   for (int round = 0; round < 6 * TestScale(); ++round) {
     Log log;
     EventSemaphore entered(true, false), proceed(true, false);
-    SmartPtr<Recorder> observer(new Recorder(&log));
+    SmartPtr<Recorder> observer(new Recorder(log));
     EXPECT_EQ(observer->AddRef() + observer->Release(), 3);
     observer->hook = [&, raw = observer.Get()](const std::wstring& call) {
       if (round % 2 == 1) raw->Shutdown();
@@ -169,7 +169,7 @@ TEST_F(ChangeSourceTest, AnOverflowIsReportedAndCounted) {
   }
   for (int i = 0; i < 200; ++i) Remove("f" + std::to_string(i));
   Log log;
-  SmartPtr<ObserverFeed> feed(new ObserverFeed(SmartPtr<Recorder>(new Recorder(&log)), ORV::MakeFunction([&](void* d) {
+  SmartPtr<ObserverFeed> feed(new ObserverFeed(SmartPtr<Recorder>(new Recorder(log)), ORV::MakeFunction([&](void* d) {
                                                  log.Add(*static_cast<const std::wstring*>(d));
                                                })));
   feed->ChangesLost(L"c:\\x");
@@ -185,7 +185,7 @@ TEST_F(ChangeSourceTest, AThousandFilesThroughTheObserverAgreeWithTheDisk) {
   // The process's first watch may set up notification machinery for good.
   DirectoryChangeSource(WPath(m_dir), false, SmartPtr<Collector>(new Collector));
   Log log;
-  SmartPtr<Recorder> observer(new Recorder(&log));
+  SmartPtr<Recorder> observer(new Recorder(log));
   SmartPtr<ObserverFeed> feed(new ObserverFeed(observer, nullptr));
   std::map<std::wstring, bool> onDisk{{Lowered("end"), true}}, told;
   const auto before = TakeResources();
