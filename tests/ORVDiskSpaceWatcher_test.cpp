@@ -3,6 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <iterator>
+#include <random>
+#include <set>
 
 #include "ORVDiskSpaceWatcher.h"
 #include "ORVObserverTestSupport.h"
@@ -18,8 +21,6 @@ namespace {
 // so that a test can wait for a number of passes.
 std::atomic<std::uint64_t> g_free{1000};
 Log g_queries;
-
-using Entries = std::vector<std::pair<std::string, std::uint64_t>>;
 
 std::wstring Shortfall(const std::string& path, std::uint64_t available, std::uint64_t required) {
   return ORV::ConvertToWide(path, ORV::CHARSET_ANSI) + L" " + std::to_wstring(available) + L"/" +
@@ -53,7 +54,6 @@ struct DiskSpaceWatcherTest : TempDirTest {
     TempDirTest::SetUp();
     Put("file.txt", "");
     detail::AvailableBytesForTesting() = [](const Path&) -> std::uint64_t { return g_queries.Add(L"?"), g_free; };
-    g_free = 1000;
   }
   void TearDown() override {
     detail::AvailableBytesForTesting() = m_saved;
@@ -61,67 +61,74 @@ struct DiskSpaceWatcherTest : TempDirTest {
     TempDirTest::TearDown();
   }
 
-  /// Running over entries added (and one removed) while it was paused: every pass sees them all.
-  static SmartPtr<DiskSpaceWatcher> Watching(Callbacks& recorder, unsigned period, const Entries& entries,
-                                             const std::string& removed = "") {
-    SmartPtr<DiskSpaceWatcher> watcher(new DiskSpaceWatcher(recorder.Callback(), period));
-    watcher->Pause();
-    for (const auto& [path, required] : entries) watcher->AddWatchedPath(path, required);
-    watcher->RemoveWatchedPath(removed);
-    watcher->Resume();
-    return watcher;
-  }
-
   const detail::AvailableBytesCall m_saved = detail::AvailableBytesForTesting();
 };
 
 }  // namespace
 
-// Every pass reports each short entry again, in list order, the first at once
-// and the others once per period.
-TEST_F(DiskSpaceWatcherTest, ReportsTheShortEntriesOfEveryPassInListOrder) {
-  const std::pair<Entries, std::wstring> rows[] = {
-      {{{m_dir, 1000}, {P("file.txt"), 5000}, {P("missing"), 5000}},
-       L""},  // equal is enough; files, missing paths skipped
-      {{{m_dir, 2000}, {m_dir, 500}, {m_dir + "\\", 1001}},
-       Shortfall(m_dir, 1000, 2000) + Shortfall(m_dir + "\\", 1000, 1001)},
-  };
-  for (const auto& [entries, pass] : rows) {
-    Callbacks recorder;
-    const std::size_t queries = g_queries.Get().size() + 9;
-    SmartPtr<DiskSpaceWatcher> watcher = Watching(recorder, 0, entries);
-    ASSERT_TRUE(g_queries.WaitUntil([&](const Calls& calls) { return calls.size() >= queries; }));
-    watcher->Pause();  // three passes or more
-    EXPECT_EQ(recorder.passes.Get().size() >= 3, !pass.empty());
-    EXPECT_EQ(recorder.passes.Get(), Calls(recorder.passes.Get().size(), pass));
-  }
-  Callbacks timed;
-  const ULONGLONG start = ::GetTickCount64();
-  SmartPtr<DiskSpaceWatcher> watcher = Watching(timed, 1, {{m_dir, 1001}});
-  ASSERT_TRUE(timed.WaitCalls(2));
-  EXPECT_GE(::GetTickCount64() - start, 900u);  // two passes hold a period
-}
-
-TEST_F(DiskSpaceWatcherTest, RemoveTakesTheFirstEntryEqualInItsFirst65535CharactersIgnoringTheCaseOfAToZ) {
+// Each round lists every text once, in random order, and one again, then
+// removes two (one of them each text in turn); the watcher, paused meanwhile,
+// then reports in every pass (period 0: one after another) the short
+// directories of the same list kept plainly, in list order. Texts of one key
+// are one path to Remove: the case of A to Z and what follows the 65535th
+// character do not count. With seed 7, each of these rules, and taking the
+// first of equal entries, changes what some round reports.
+TEST_F(DiskSpaceWatcherTest, EveryPassReportsTheShortDirectoriesOfAModelList) {
   std::string upper = m_dir;
   for (char& c : upper) c = static_cast<char>(::toupper(static_cast<unsigned char>(c)));
   const std::string padded = m_dir + std::string(65535 - m_dir.size(), '\\');  // still names the directory
-  const std::tuple<std::string, std::string, bool> rows[] = {
-      // added, removed, removes
-      {upper, m_dir, true},
-      {m_dir, m_dir + "\\", false},
-      {padded + "\\", padded + "x", true},             // the 65536th character is not compared
-      {padded, padded.substr(0, 65534) + "x", false},  // the 65535th is
-  };
-  g_free = 0;
-  for (const auto& [added, removed, removes] : rows) {
-    Callbacks recorder;
-    SmartPtr<DiskSpaceWatcher> watcher = Watching(recorder, 3600, {{added, 1}, {added, 2}, {m_dir, 3}}, removed);
-    ASSERT_TRUE(recorder.WaitCalls(1));
-    EXPECT_EQ(recorder.passes.Get()[0],
-              (removes ? L"" : Shortfall(added, 0, 1)) + Shortfall(added, 0, 2) + Shortfall(m_dir, 0, 3))
-        << removed.size();
+  const std::string texts[] = {m_dir,         upper,       m_dir + "\\", padded, padded + "\\", padded.substr(0, 65534),
+                               P("file.txt"), P("missing")};
+  const int keys[] = {0, 0, 1, 2, 2, 3, 4, 5};                 // from 4 on: not a directory
+  const std::uint64_t required[] = {1000, 1001, 1002, ~0ull};  // 1000 free: equal is enough
+  std::vector<std::size_t> order{0, 1, 2, 3, 4, 5, 6, 7};
+  std::mt19937 random(7);
+  Callbacks recorder;
+  std::vector<int> resources;
+  SmartPtr<DiskSpaceWatcher> watcher(new DiskSpaceWatcher(recorder.Callback(), 0));
+  watcher->Pause();
+  for (int round = 0; round < 12 * TestScale(); ++round) {
+    if (round == 1) resources = TakeResources();  // after what the first round sets up for good
+    std::shuffle(order.begin(), order.end(), random);
+    order.push_back(random() % 8);
+    std::vector<std::pair<std::size_t, std::uint64_t>> model;  // text, required
+    watcher->ClearWatchedPaths();
+    for (const std::size_t t : order) {
+      model.push_back({t, required[round % 4 == 3 ? 0 : random() % 4]});  // every fourth: no call
+      watcher->AddWatchedPath(texts[t], model.back().second);
+    }
+    order.pop_back();
+    for (const std::size_t t : {static_cast<std::size_t>(round % 8), static_cast<std::size_t>(random() % 8)}) {
+      const auto found =
+          std::find_if(model.begin(), model.end(), [&](const auto& e) { return keys[e.first] == keys[t]; });
+      if (found != model.end()) model.erase(found);
+      watcher->RemoveWatchedPath(texts[t]);
+    }
+    std::wstring expected;
+    std::size_t perPass = 0;
+    for (const auto& [t, bytes] : model) {
+      perPass += keys[t] < 4;
+      if (keys[t] < 4 && bytes > 1000) expected += Shortfall(texts[t], 1000, bytes);
+    }
+    const std::size_t before = recorder.passes.Get().size(), queries = g_queries.Get().size() + 2 * perPass;
+    watcher->Resume();
+    ASSERT_TRUE(g_queries.WaitUntil([&](const Calls& calls) { return calls.size() >= queries; }));
+    watcher->Pause();  // after two passes or more
+    const Calls all = recorder.passes.Get(), passes(all.begin() + before, all.end());
+    EXPECT_EQ(passes.size() >= 2, !expected.empty()) << round;
+    EXPECT_EQ(passes, Calls(passes.size(), expected)) << round;
   }
+  EXPECT_EQ(TakeResources(), resources);
+  detail::AvailableBytesForTesting() = m_saved;
+  Callbacks timed;
+  const ULONGLONG start = ::GetTickCount64();
+  SmartPtr<DiskSpaceWatcher> periodic(new DiskSpaceWatcher(timed.Callback(), 1));
+  periodic->Pause();
+  periodic->AddWatchedPath(m_dir, ~0ull);
+  periodic->Resume();
+  ASSERT_TRUE(timed.WaitCalls(2));
+  EXPECT_GE(::GetTickCount64() - start, 900u);                        // two passes hold a period
+  EXPECT_EQ(timed.passes.Get()[0].find(L" 0/"), std::wstring::npos);  // the volume is asked: some space is free
 }
 
 // The callback runs outside the list's lock, on the worker named after the
@@ -159,23 +166,4 @@ TEST_F(DiskSpaceWatcherTest, TheCallbackMayChangeTheListAndPauseOrResumeItsWatch
   const Calls threads = recorder.threads.Get();
   EXPECT_EQ(std::set<std::wstring>(threads.begin(), threads.end()).size(), 4u);
   EXPECT_EQ(threads[0].substr(threads[0].find(L' ')), L" DiskSpaceWatcher");
-}
-
-TEST_F(DiskSpaceWatcherTest, PauseResumeCyclesLeaveNothingBehindAndTheVolumeIsAsked) {
-  detail::AvailableBytesForTesting() = m_saved;
-  Callbacks recorder;
-  std::vector<int> before;
-  // The first round sets up what the process keeps for good (each test runs in
-  // a process of its own): count from the second.
-  for (int round = 0; round < 2; ++round) {
-    before = TakeResources();
-    SmartPtr<DiskSpaceWatcher> watcher = Watching(recorder, 3600, {{m_dir, ~0ull}});
-    for (int i = 0; i < 50 * TestScale(); ++i) {
-      watcher->Pause();
-      watcher->Resume();
-    }
-    ASSERT_TRUE(recorder.WaitCalls(round + 1));
-  }
-  EXPECT_EQ(TakeResources(), before);
-  EXPECT_EQ(recorder.passes.Get()[0].find(L" 0/"), std::wstring::npos);  // some space is free
 }

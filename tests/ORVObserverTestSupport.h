@@ -52,24 +52,22 @@ class Log {
   Calls m_calls;
 };
 
-/// Logs to log unless it is null; hook, set before events are posted,
-/// follows each call on the worker.
+/// Logs to log; hook, set before events are posted, follows each call on
+/// the worker.
 struct Recorder : ORVFile::ObserverCallInterface {
-  explicit Recorder(Log* log, const ORV::SmartPtr<ORV::UnhandledExceptionFunction>& onException = nullptr)
+  explicit Recorder(Log& log, const ORV::SmartPtr<ORV::UnhandledExceptionFunction>& onException = nullptr)
       : ObserverCallInterface(onException), log(log) {}
-  ~Recorder() override {
-    if (log) log->Add(L"destroyed");
-  }
+  ~Recorder() override { log.Add(L"destroyed"); }
   void FileAdded(const ORVFile::WPath& path) override { Record(L"A:" + path.FullPath()); }
   void FileModified(const ORVFile::WPath& path) override { Record(L"M:" + path.FullPath()); }
   void DirectoryAdded(const ORVFile::WPath& path) override { Record(L"D:" + path.FullPath()); }
   void PathRemoved(const ORVFile::WPath& path) override { Record(L"R:" + path.FullPath()); }
   void Record(const std::wstring& call) {
-    if (log) log->Add(call);
+    log.Add(call);
     if (hook) hook(call);
   }
 
-  Log* log;
+  Log& log;
   std::function<void(const std::wstring& call)> hook;
 };
 

@@ -56,16 +56,13 @@ TEST(Thread, TheLastReleaseWaitsAndNothingIsLeftBehind) {
 TEST(Thread, AnEscapingExceptionReachesTheHandlerOnTheThreadAndEndsIt) {
   std::wstring text;
   DWORD functionThread = 0, handlerThread = 1;
-  SmartPtr<Thread> thread(
-      new Thread(L"thrower", MakeFunction([&](void*) {
-                   functionThread = ::GetCurrentThreadId();
-                   throw 7;
-                 }),
-                 nullptr, MakeUnhandledExceptionFunction([&](const std::wstring& name, const std::exception_ptr& e) {
-                   text = name + L": " + DescribeException(e);
-                   handlerThread = ::GetCurrentThreadId();
-                   throw 1;
-                 })));
+  const auto handler = MakeUnhandledExceptionFunction([&](const std::wstring& name, const std::exception_ptr& e) {
+    text = name + L": " + DescribeException(e);
+    handlerThread = ::GetCurrentThreadId();
+    throw 1;
+  });
+  const auto function = MakeFunction([&](void*) { throw static_cast<int>(functionThread = ::GetCurrentThreadId()); });
+  SmartPtr<Thread> thread(new Thread(L"thrower", function, nullptr, handler));
   thread->Run();
   ASSERT_TRUE(thread->Join(kPatience));
   EXPECT_EQ(thread->ExitCode(), Thread::kUnhandledExceptionExitCode);
