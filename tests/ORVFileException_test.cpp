@@ -7,7 +7,6 @@
 #include <initializer_list>
 #include <memory>
 #include <string>
-#include <typeinfo>
 #include <vector>
 
 #include "ORVCatalogueBlob.h"
@@ -66,38 +65,24 @@ TEST(FileException, CopiesKeepOnlyTheTextAssignmentKeepsAll) {
 }
 
 TEST(Raise, RecordsNumberPlaceArgumentsAndTheWin32Error) {
-  const struct {
-    unsigned long error;
-    bool forWriting;
-    const char* type;
-    MessageId id;
-  } opens[] = {
-      {ERROR_SHARING_VIOLATION, false, "SharingViolationException", MSG_OPEN_READ_ONLY},
-      {ERROR_FILE_NOT_FOUND, false, "FileCannotOpenException", MSG_OPEN_READ_ONLY},
-      {ERROR_ACCESS_DENIED, true, "FileAccessDeniedException", MSG_OPEN_WRITE_ONLY},
-      {0xE0001234, true, "FileCannotOpenException", MSG_OPEN_WRITE_ONLY},  // unknown codes are kept
-  };
-  // The three open failures are siblings: none catches another; a stored copy rethrows the most-derived type.
-  for (const auto& row : opens) {
-    std::unique_ptr<BaseException> stored;
-    const orvtest::Raised raised = Catch([&] {
+  // The open failures by error, for reading or writing; the three classes are siblings: none catches another.
+  for (const auto& [error, forWriting, type, id] :
+       {std::tuple{DWORD{ERROR_SHARING_VIOLATION}, false, "SharingViolationException", MSG_OPEN_READ_ONLY},
+        {ERROR_FILE_NOT_FOUND, false, "FileCannotOpenException", MSG_OPEN_READ_ONLY},
+        {ERROR_ACCESS_DENIED, true, "FileAccessDeniedException", MSG_OPEN_WRITE_ONLY},
+        {0xE0001234ul, true, "FileCannotOpenException", MSG_OPEN_WRITE_ONLY}}) {  // unknown codes are kept
+    bool cannotOpen = false;
+    const orvtest::Raised raised = Catch([&, error = error, forWriting = forWriting] {
       try {
-        detail::RaiseOpenFailure(ORVFILE_THROW_SITE, row.forWriting, row.error, std::wstring(L"f"));
-      } catch (const FileException& e) {
-        stored.reset(e.Copy());
+        detail::RaiseOpenFailure(ORVFILE_THROW_SITE, forWriting, error, std::wstring(L"f"));
+      } catch (const FileCannotOpenException&) {
+        cannotOpen = true;
         throw;
       }
     });
-    EXPECT_TRUE(raised.type == row.type && raised.number == row.id && raised.lastError == row.error) << row.type;
-    try {
-      stored->Throw();
-    } catch (const BaseException& e) {
-      const BaseException& copy = *stored;
-      EXPECT_TRUE(std::string(typeid(e).name()) == typeid(copy).name() &&
-                  !!dynamic_cast<const FileCannotOpenException*>(&e) ==
-                      (row.type == std::string("FileCannotOpenException")))
-          << row.type;
-    }
+    EXPECT_EQ(
+        std::tuple(raised.type, raised.number, raised.lastError, cannotOpen),
+        std::tuple(type, static_cast<unsigned>(id), unsigned{error}, type == std::string("FileCannotOpenException")));
   }
   EXPECT_THROW(detail::Raise<WriteErrorException>(ORVFILE_THROW_SITE, MSG_WRITE, 112, std::string("f")),
                FilePermissionDeniedException);
@@ -105,10 +90,9 @@ TEST(Raise, RecordsNumberPlaceArgumentsAndTheWin32Error) {
     ::SetLastError(ERROR_ALREADY_EXISTS);
     detail::RaiseLastError<FileCannotCopyException>(ORVFILE_THROW_SITE, MSG_COPY, std::string("a"), std::string("b"));
   });
-  EXPECT_EQ(copy.type, "FileCannotCopyException");
-  EXPECT_EQ(copy.source, "ORVFileException_test.cpp");
-  EXPECT_EQ(copy.lastError, unsigned{ERROR_ALREADY_EXISTS});
-  EXPECT_EQ(copy.what, L"An error occurred while copying the file a into b.");
+  EXPECT_EQ(std::tuple(copy.type, copy.source, copy.lastError, copy.what),
+            std::tuple("FileCannotCopyException", "ORVFileException_test.cpp", unsigned{ERROR_ALREADY_EXISTS},
+                       L"An error occurred while copying the file a into b."));
 
   // Narrow arguments are widened and cut at 1024 units, wide ones kept whole; a placeholder inside is not expanded.
   const auto deleting = [](const auto& path) {
