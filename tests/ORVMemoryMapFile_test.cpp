@@ -10,6 +10,7 @@
 #include <random>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "ORVFileTestSupport.h"
 #include "ORVMemoryMapFile.h"
@@ -23,48 +24,40 @@ using Access = MemoryMapFile::Access;
 
 using MemoryMapFileTest = orvtest::TempDirTest;
 
-TEST_F(MemoryMapFileTest, ViewsAtAnyOffset) {
-  std::string bytes(200000, '\0');
+// Random views over a file against its bytes: any offset (the system maps from 64 KiB boundaries), to the end
+// when the length is 0; what is written through a view reaches the file, also from a view that outlives its file
+// object, and an unmapped view holds nothing.
+TEST_F(MemoryMapFileTest, RandomViewsAgainstTheBytes) {
   std::mt19937 random(11);
+  std::string bytes(200000, '\0');
   for (char& c : bytes) c = static_cast<char>(random());
   Put("f", bytes);
-  {
-    MemoryMapFile file(P("f"), Access::ReadOnly);
-    // Around the 64 KiB boundaries the system maps from, and to the end.
-    const std::pair<std::uint64_t, std::size_t> ranges[] = {
-        {0, 10}, {1, 65535}, {65535, 2}, {65536, 1}, {65537, 100}, {131071, 5000}, {199990, 0}, {0, 0}, {123456, 1}};
-    for (const auto& [offset, length] : ranges) {
-      const MemoryMapView view = file.Map(offset, length);
-      const std::size_t expected = length != 0 ? length : bytes.size() - offset;
-      ASSERT_EQ(view.Size(), expected) << offset;
-      EXPECT_EQ(view.Offset(), offset);
-      EXPECT_EQ(std::memcmp(view.Data(), bytes.data() + offset, expected), 0) << offset;
-    }
-    // Beyond the mapped size.
-    EXPECT_EQ(Raises([&] { (void)file.Map(199999, 2); }, "f"), "FileException 6 87 named");
-  }
-  Remove("f");
-}
-
-TEST_F(MemoryMapFileTest, WritingThroughViewsThatOutliveTheirFile) {
-  MemoryMapView late;
+  std::vector<MemoryMapView> late;
   {
     const std::string path = P("f");
-    MemoryMapFile file(std::wstring(path.begin(), path.end()), Access::ReadWrite, 100000);
-    MemoryMapView view = file.Map(70001, 5);
-    std::memcpy(view.Data(), "hello", 5);
-    view.Flush();
-    view.Unmap();
-    EXPECT_FALSE(view.IsMapped());
-    EXPECT_EQ(view.Data(), nullptr);
-    late = file.Map(99990);
-    EXPECT_EQ(late.Size(), 10u);
+    MemoryMapFile file(std::wstring(path.begin(), path.end()), Access::ReadWrite);
+    for (int step = 0; step < 300 * orvtest::TestScale(); ++step) {
+      const std::uint64_t offset = random() % bytes.size();
+      const std::size_t rest = bytes.size() - offset,
+                        length = step % 4 ? 1 + random() % std::min<std::size_t>(rest, 70000) : 0;
+      MemoryMapView view = file.Map(offset, length);
+      ASSERT_TRUE(view.Size() == (length ? length : rest) && view.Offset() == offset) << offset;
+      ASSERT_EQ(std::memcmp(view.Data(), bytes.data() + offset, view.Size()), 0) << offset;
+      const std::size_t at = random() % view.Size();
+      bytes[offset + at] = static_cast<char>(view.Data()[at] = static_cast<unsigned char>(step));
+      if (step % 5 == 0) view.Flush();
+      if (step % 7 == 0) late.push_back(std::move(view));
+      if (step % 3 == 0) view.Unmap();
+      const bool held = step % 7 != 0 && step % 3 != 0;
+      ASSERT_TRUE(view.IsMapped() == held && (view.Data() != nullptr) == held) << step;
+    }
+    EXPECT_EQ(Raises([&] { (void)file.Map(199999, 2); }, "f"), "FileException 6 87 named") << "beyond the end";
   }
-  std::memcpy(late.Data(), "0123456789", 10);
-  late = MemoryMapView();  // unmaps, the last hold on the mapping
-  std::string expected(100000, '\0');
-  expected.replace(70001, 5, "hello").replace(99990, 10, "0123456789");
-  EXPECT_EQ(Got("f"), expected);
+  for (MemoryMapView& view : late) {
+    bytes[view.Offset()] = static_cast<char>(view.Data()[0] = 'L');
+    view = MemoryMapView();  // unmaps; the last hold on the mapping goes
+  }
+  EXPECT_EQ(Got("f"), bytes);
   Remove("f");
 }
 
