@@ -15,20 +15,14 @@ namespace {
 using ORVFile::DirectoryWalker;
 using ORVFile::Path;
 using Names = std::vector<std::string>;
-using Answer = std::function<bool(const Path&)>;
+using Answer = std::function<bool()>;
 
 const Names kAll = {"a.txt", "b.dat", "sub\\c.txt", "sub\\deep\\d.txt", "sub\\e.txt", "sub2\\f.txt", "z.txt"};
 
-// Notes each file below root in seen, and answers with answer (true when there is none).
-struct Recorder : ORVFile::DirectoryWalkerHandler {
-  Recorder(const std::string& root, Names& seen, Answer answer) : root(root), seen(seen), answer(std::move(answer)) {}
-  bool HandleFile(const Path& file) override {
-    seen.push_back(file.FullPath().substr(root.size() + 1));
-    return !answer || answer(file);
-  }
-  const std::string& root;
-  Names& seen;
-  Answer answer;
+struct Handler : ORVFile::DirectoryWalkerHandler {
+  explicit Handler(std::function<bool(const Path&)> handle) : handle(std::move(handle)) {}
+  bool HandleFile(const Path& file) override { return handle(file); }
+  std::function<bool(const Path&)> handle;
 };
 
 class DirectoryWalkerTest : public orvtest::TempDirTest {
@@ -40,8 +34,13 @@ class DirectoryWalkerTest : public orvtest::TempDirTest {
   }
   // The tree goes with the directory; a handle left open makes that throw.
   void TearDown() override { EXPECT_NO_THROW(Path(m_dir).RecursiveDelete(false)); }
-  ORV::SmartPtr<ORVFile::DirectoryWalkerHandler> Record(Names& seen, Answer answer = nullptr) const {
-    return ORV::SmartPtr<ORVFile::DirectoryWalkerHandler>(new Recorder(m_dir, seen, std::move(answer)));
+  // Notes each file below the directory in seen, and answers with answer.
+  ORV::SmartPtr<ORVFile::DirectoryWalkerHandler> Record(
+      Names& seen, Answer answer = [] { return true; }) const {
+    return ORV::SmartPtr<ORVFile::DirectoryWalkerHandler>(new Handler([this, &seen, answer](const Path& file) {
+      seen.push_back(file.FullPath().substr(m_dir.size() + 1));
+      return answer();
+    }));
   }
   // What a walker given Record(m_seen) hands its handlers in one walk.
   Names Walk(DirectoryWalker& walker, const std::string& startFrom = "", const std::string& pattern = "*.*",
@@ -77,8 +76,8 @@ TEST_F(DirectoryWalkerTest, TheLastHandlerDecidesAndAStopStays) {
   for (const bool firstGoesOn : {false, true}) {
     DirectoryWalker walker;
     Names first;
-    walker.AddHandler(Record(first, [&](const Path&) { return firstGoesOn; }));
-    walker.AddHandler(Record(m_seen, [&](const Path&) { return !firstGoesOn; }));
+    walker.AddHandler(Record(first, [&] { return firstGoesOn; }));
+    walker.AddHandler(Record(m_seen, [&] { return !firstGoesOn; }));
     EXPECT_EQ(Walk(walker), firstGoesOn ? Names{"a.txt"} : kAll);
     EXPECT_EQ(first, m_seen) << "every handler sees the file that stops the walk";
     EXPECT_EQ(walker.HasBeenStopped(), firstGoesOn);
@@ -86,13 +85,13 @@ TEST_F(DirectoryWalkerTest, TheLastHandlerDecidesAndAStopStays) {
   }
   // A Stop that comes while a file is handled stands, whatever the answers.
   DirectoryWalker stopping;
-  stopping.AddHandler(Record(m_seen, [&](const Path&) { return stopping.Stop(), true; }));
+  stopping.AddHandler(Record(m_seen, [&] { return stopping.Stop(), true; }));
   EXPECT_TRUE(Walk(stopping) == Names{"a.txt"} && stopping.HasBeenStopped());
   // A handler added while walking is called from the next walk on.
   DirectoryWalker growing;
   Names late;
   bool added = false;
-  growing.AddHandler(Record(late, [&](const Path&) {
+  growing.AddHandler(Record(late, [&] {
     if (!added) growing.AddHandler(Record(late));
     return added = true;
   }));
@@ -100,7 +99,7 @@ TEST_F(DirectoryWalkerTest, TheLastHandlerDecidesAndAStopStays) {
   EXPECT_EQ(late.size(), kAll.size());
   // A handler's exception leaves the walk, the flags as they were.
   DirectoryWalker failing;
-  failing.AddHandler(Record(late, [](const Path&) -> bool { throw std::runtime_error("handler"); }));
+  failing.AddHandler(Record(late, []() -> bool { throw std::runtime_error("handler"); }));
   EXPECT_THROW(failing.Walk(Path(m_dir), "*.*", true, P("b.dat")), std::runtime_error);
   EXPECT_FALSE(failing.HasBeenStopped());
 }

@@ -11,7 +11,6 @@
 #include <cstdlib>
 #include <initializer_list>
 #include <string>
-#include <tuple>
 #include <type_traits>
 
 #include "ORVBaseException.h"
@@ -99,25 +98,18 @@ inline DWORD g_fakeError = 0;
 
 // A stand-in for one entry of the table that fails with g_fakeError:
 //   guard.Calls().WriteFile = Failing<decltype(guard.Calls().WriteFile)>::Call;
-template <class R>
-R FailureValue() {
-  if constexpr (std::is_pointer_v<R>)
-    return INVALID_HANDLE_VALUE;  // handles and views alike: the library tests both null and this
-  else
-    return static_cast<R>(~0ul);  // INVALID_SET_FILE_POINTER, INVALID_FILE_SIZE; TRUE-like only for BOOL, below
-}
-template <>
-inline BOOL FailureValue<BOOL>() {
-  return FALSE;
-}
-
 template <class Signature>
 struct Failing;
 template <class R, class... A>
 struct Failing<R (*)(A...)> {
   static R WINAPI Call(A...) {
     ::SetLastError(g_fakeError);
-    return FailureValue<R>();
+    if constexpr (std::is_pointer_v<R>)
+      return INVALID_HANDLE_VALUE;  // handles and views alike: the library tests both null and this
+    else if constexpr (std::is_same_v<R, BOOL>)
+      return FALSE;
+    else
+      return static_cast<R>(~0ul);  // INVALID_SET_FILE_POINTER, INVALID_FILE_SIZE
   }
 };
 
@@ -152,12 +144,15 @@ class TempDirTest : public ::testing::Test {
     }
   }
 
-  /// What f raises: the class, the message, the Win32 error, and whether the text names P(name).
+  /// What f raises, in one line: "class number error", then " named" when the text names P(name)
+  /// (a number of -1: no message record).
   template <class F>
-  std::tuple<std::string, unsigned, unsigned, bool> Raises(F&& f, const std::string& name) const {
+  std::string Raises(F&& f, const std::string& name) const {
     const Raised r = Catch(f);
     const std::string path = P(name);
-    return {r.type, r.number, r.lastError, r.what.find(std::wstring(path.begin(), path.end())) != std::wstring::npos};
+    const bool named = r.what.find(std::wstring(path.begin(), path.end())) != std::wstring::npos;
+    return r.type + " " + std::to_string(static_cast<int>(r.number)) + " " + std::to_string(r.lastError) +
+           (named ? " named" : "");
   }
 
   void Put(const std::string& name, const std::string& bytes) {

@@ -10,6 +10,7 @@
 #include <random>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "ORVFileTestSupport.h"
 #include "ORVMemoryMapFile.h"
@@ -19,65 +20,44 @@ namespace {
 using ORVFile::MemoryMapFile;
 using ORVFile::MemoryMapView;
 using ORVFile::detail::FileCalls;
-using orvtest::Catch;
-using orvtest::Failing;
-using orvtest::Raised;
 using Access = MemoryMapFile::Access;
 
-class MemoryMapFileTest : public orvtest::TempDirTest {
- protected:
-  // The texts are the catalogue's, checked with it; here the number and the file named.
-  void ExpectRaised(const Raised& r, const char* type, const std::string& name, unsigned number, DWORD error) {
-    const std::string path = P(name);
-    EXPECT_EQ(
-        r.type + " " + std::to_string(r.number) + " " + std::to_string(r.lastError) + " " + r.source + " " +
-            std::to_string(r.what.find(std::wstring(path.begin(), path.end())) != std::wstring::npos),
-        std::string(type) + " " + std::to_string(number) + " " + std::to_string(error) + " ORVMemoryMapFile.cpp 1");
-  }
-};
+using MemoryMapFileTest = orvtest::TempDirTest;
 
-TEST_F(MemoryMapFileTest, ViewsAtAnyOffset) {
-  std::string bytes(200000, '\0');
+// Random views over a file against its bytes: any offset (the system maps from 64 KiB boundaries), to the end
+// when the length is 0; what is written through a view reaches the file, also from a view that outlives its file
+// object, and an unmapped view holds nothing.
+TEST_F(MemoryMapFileTest, RandomViewsAgainstTheBytes) {
   std::mt19937 random(11);
+  std::string bytes(200000, '\0');
   for (char& c : bytes) c = static_cast<char>(random());
   Put("f", bytes);
-  {
-    MemoryMapFile file(P("f"), Access::ReadOnly);
-    // Around the 64 KiB boundaries the system maps from, and to the end.
-    const std::pair<std::uint64_t, std::size_t> ranges[] = {
-        {0, 10}, {1, 65535}, {65535, 2}, {65536, 1}, {65537, 100}, {131071, 5000}, {199990, 0}, {0, 0}, {123456, 1}};
-    for (const auto& [offset, length] : ranges) {
-      const MemoryMapView view = file.Map(offset, length);
-      const std::size_t expected = length != 0 ? length : bytes.size() - offset;
-      ASSERT_EQ(view.Size(), expected) << offset;
-      EXPECT_EQ(view.Offset(), offset);
-      EXPECT_EQ(std::memcmp(view.Data(), bytes.data() + offset, expected), 0) << offset;
-    }
-    // Beyond the mapped size.
-    ExpectRaised(Catch([&] { (void)file.Map(199999, 2); }), "FileException", "f", 6, ERROR_INVALID_PARAMETER);
-  }
-  Remove("f");
-}
-
-TEST_F(MemoryMapFileTest, WritingThroughViewsThatOutliveTheirFile) {
-  MemoryMapView late;
+  std::vector<MemoryMapView> late;
   {
     const std::string path = P("f");
-    MemoryMapFile file(std::wstring(path.begin(), path.end()), Access::ReadWrite, 100000);
-    MemoryMapView view = file.Map(70001, 5);
-    std::memcpy(view.Data(), "hello", 5);
-    view.Flush();
-    view.Unmap();
-    EXPECT_FALSE(view.IsMapped());
-    EXPECT_EQ(view.Data(), nullptr);
-    late = file.Map(99990);
-    EXPECT_EQ(late.Size(), 10u);
+    MemoryMapFile file(std::wstring(path.begin(), path.end()), Access::ReadWrite);
+    for (int step = 0; step < 300 * orvtest::TestScale(); ++step) {
+      const std::uint64_t offset = random() % bytes.size();
+      const std::size_t rest = bytes.size() - offset,
+                        length = step % 4 ? 1 + random() % std::min<std::size_t>(rest, 70000) : 0;
+      MemoryMapView view = file.Map(offset, length);
+      ASSERT_TRUE(view.Size() == (length ? length : rest) && view.Offset() == offset) << offset;
+      ASSERT_EQ(std::memcmp(view.Data(), bytes.data() + offset, view.Size()), 0) << offset;
+      const std::size_t at = random() % view.Size();
+      bytes[offset + at] = static_cast<char>(view.Data()[at] = static_cast<unsigned char>(step));
+      if (step % 5 == 0) view.Flush();
+      if (step % 7 == 0) late.push_back(std::move(view));
+      if (step % 3 == 0) view.Unmap();
+      const bool held = step % 7 != 0 && step % 3 != 0;
+      ASSERT_TRUE(view.IsMapped() == held && (view.Data() != nullptr) == held) << step;
+    }
+    EXPECT_EQ(Raises([&] { (void)file.Map(199999, 2); }, "f"), "FileException 6 87 named") << "beyond the end";
   }
-  std::memcpy(late.Data(), "0123456789", 10);
-  late = MemoryMapView();  // unmaps, the last hold on the mapping
-  std::string expected(100000, '\0');
-  expected.replace(70001, 5, "hello").replace(99990, 10, "0123456789");
-  EXPECT_EQ(Got("f"), expected);
+  for (MemoryMapView& view : late) {
+    bytes[view.Offset()] = static_cast<char>(view.Data()[0] = 'L');
+    view = MemoryMapView();  // unmaps; the last hold on the mapping goes
+  }
+  EXPECT_EQ(Got("f"), bytes);
   Remove("f");
 }
 
@@ -93,46 +73,41 @@ TEST_F(MemoryMapFileTest, AboveFourGiB) {
   Remove("big");
 }
 
+BOOL WINAPI UnmapAndFail(LPCVOID address) { return ::UnmapViewOfFile(address), ::SetLastError(87), FALSE; }
+
 // Opening fails with FileCannotOpenException whatever the error, unlike the
 // file handle's open; mapping, flushing and unmapping fail in turn through
 // the seam, and every handle opened is closed once the objects go.
 TEST_F(MemoryMapFileTest, Failures) {
   Put("f", "");
-  ExpectRaised(Catch([&] { MemoryMapFile file(P("missing"), Access::ReadOnly); }), "FileCannotOpenException", "missing",
-               1, ERROR_FILE_NOT_FOUND);
-  ExpectRaised(Catch([&] { MemoryMapFile file(P("f"), Access::ReadOnly); }), "FileCannotOpenException", "f", 1,
-               ERROR_FILE_INVALID);  // empty
   ASSERT_TRUE(::CreateDirectoryA(P("d").c_str(), nullptr));
-  ExpectRaised(Catch([&] { MemoryMapFile file(P("d"), Access::ReadWrite); }), "FileCannotOpenException", "d", 2,
-               ERROR_ACCESS_DENIED);
+  for (const auto& [name, access, raised] :
+       {std::tuple{"missing", Access::ReadOnly, "FileCannotOpenException 1 2 named"},
+        {"f", Access::ReadOnly, "FileCannotOpenException 1 1006 named"},  // empty
+        {"d", Access::ReadWrite, "FileCannotOpenException 2 5 named"}})
+    EXPECT_EQ(Raises([&, name = name, access = access] { MemoryMapFile(P(name), access); }, name), raised);
   EXPECT_TRUE(::RemoveDirectoryA(P("d").c_str()));
   Put("f", std::string(1000, 'x'));
-  struct Row {
-    void (*arm)(FileCalls&);
-    DWORD error;
-    void (*operate)(MemoryMapFile&);
-    unsigned number;
-  };
-  const Row rows[] = {
-      {[](FileCalls& c) { c.MapViewOfFile = Failing<decltype(c.MapViewOfFile)>::Call; }, ERROR_NOT_ENOUGH_MEMORY,
-       [](MemoryMapFile& f) { (void)f.Map(10, 10); }, 6},
-      {[](FileCalls& c) { c.FlushViewOfFile = Failing<decltype(c.FlushViewOfFile)>::Call; }, ERROR_LOCK_VIOLATION,
-       [](MemoryMapFile& f) { f.Map(10, 10).Flush(); }, 9},
+#define ORV_FAIL(call, error) \
+  [](FileCalls& c) { orvtest::g_fakeError = error, c.call = orvtest::Failing<decltype(c.call)>::Call; }
+  const std::tuple<void (*)(FileCalls&), void (*)(MemoryMapFile&), const char*> rows[] = {
+      {ORV_FAIL(MapViewOfFile, ERROR_NOT_ENOUGH_MEMORY), [](MemoryMapFile& f) { (void)f.Map(10, 10); },
+       "FileException 6 8 named"},
+      {ORV_FAIL(FlushViewOfFile, ERROR_LOCK_VIOLATION), [](MemoryMapFile& f) { f.Map(10, 10).Flush(); },
+       "FileException 9 33 named"},
       // The real unmap happens, so that nothing stays mapped; only its answer is a failure.
-      {[](FileCalls& c) {
-         c.UnmapViewOfFile = [](LPCVOID address) { return ::UnmapViewOfFile(address), ::SetLastError(87), FALSE; };
-       },
-       ERROR_INVALID_PARAMETER, [](MemoryMapFile& f) { f.Map(10, 10).Unmap(); }, 9},
+      {[](FileCalls& c) { c.UnmapViewOfFile = UnmapAndFail; }, [](MemoryMapFile& f) { f.Map(10, 10).Unmap(); },
+       "FileException 9 87 named"},
   };
-  for (const Row& row : rows) {
+#undef ORV_FAIL
+  for (const auto& [arm, operate, raised] : rows) {
     {
       orvtest::HandleCount guard;
       MemoryMapFile file(P("f"), Access::ReadWrite);
-      row.arm(guard.Calls());
-      orvtest::g_fakeError = row.error;
-      ExpectRaised(Catch([&] { row.operate(file); }), "FileException", "f", row.number, row.error);
+      arm(guard.Calls());
+      EXPECT_EQ(Raises([&, operate = operate] { operate(file); }, "f"), raised);
     }
-    EXPECT_EQ(orvtest::HandleCount::closed, orvtest::HandleCount::opened) << row.number;
+    EXPECT_EQ(orvtest::HandleCount::closed, orvtest::HandleCount::opened) << raised;
   }
   Remove("f");
 }
