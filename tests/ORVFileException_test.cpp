@@ -1,4 +1,4 @@
-// The exception family and the raising helper
+// The exception family, the library's catalogue blob and the raising helper
 // (compiled in; the classes come from the DLL).
 #include "win32.h"
 
@@ -9,12 +9,34 @@
 #include <string>
 #include <vector>
 
+#include "ORVCatalogueBlob.h"
+#include "ORVFileCatalogue.h"
 #include "ORVFileException.h"
 #include "ORVFileTestSupport.h"
 #include "ORVRaise.h"
 
 using namespace ORVFile;
 using orvtest::Catch;
+
+TEST(Catalogue, BlobHoldsTheSixteenTextsInTheRegistryLayout) {
+  // The texts as users read them, kept apart from the library's table.
+  // "@": "An error occurred while ", "~": " the file %1.", "|" ends a text.
+  const std::wstring texts =
+      L"It is impossible to open the configuration source %1.|@opening the read-only file %1.|"
+      L"@opening the write-only file %1.|@copying the file %1 into %2.|@creating~|@deleting~|@getting a view of~|"
+      L"@moving the file %1 into %2.|@reading data from file %1.|@releasing a view of~|"
+      L"@retrieving the server name for~|@seeking in~|@setting the attributes on file %1.|@writing data in~|"
+      L"The configuration source is invalid.|@getting the file attributes for %1.|";
+  std::vector<orvtest::CatalogueRecord> records;
+  std::wstring text;
+  for (const wchar_t c : texts)
+    if (c != L'|')
+      text += c == L'@' ? L"An error occurred while " : c == L'~' ? L" the file %1." : std::wstring(1, c);
+    else
+      records.push_back({"ORVFile", std::uint32_t(records.size()), text}), text.clear();
+  EXPECT_TRUE(std::vector<unsigned char>(detail::kCatalogue.begin(), detail::kCatalogue.end()) ==
+              orvtest::CatalogueBlob(records));
+}
 
 TEST(FileException, CopiesKeepOnlyTheTextAssignmentKeepsAll) {
   const FileException empty;
@@ -43,17 +65,24 @@ TEST(FileException, CopiesKeepOnlyTheTextAssignmentKeepsAll) {
 }
 
 TEST(Raise, RecordsNumberPlaceArgumentsAndTheWin32Error) {
-  // The open failures by error, for reading or writing.
+  // The open failures by error, for reading or writing; the three classes are siblings: none catches another.
   for (const auto& [error, forWriting, type, id] :
        {std::tuple{DWORD{ERROR_SHARING_VIOLATION}, false, "SharingViolationException", MSG_OPEN_READ_ONLY},
         {ERROR_FILE_NOT_FOUND, false, "FileCannotOpenException", MSG_OPEN_READ_ONLY},
         {ERROR_ACCESS_DENIED, true, "FileAccessDeniedException", MSG_OPEN_WRITE_ONLY},
         {0xE0001234ul, true, "FileCannotOpenException", MSG_OPEN_WRITE_ONLY}}) {  // unknown codes are kept
+    bool cannotOpen = false;
     const orvtest::Raised raised = Catch([&, error = error, forWriting = forWriting] {
-      detail::RaiseOpenFailure(ORVFILE_THROW_SITE, forWriting, error, std::wstring(L"f"));
+      try {
+        detail::RaiseOpenFailure(ORVFILE_THROW_SITE, forWriting, error, std::wstring(L"f"));
+      } catch (const FileCannotOpenException&) {
+        cannotOpen = true;
+        throw;
+      }
     });
-    EXPECT_EQ(std::tuple(raised.type, raised.number, raised.lastError),
-              std::tuple(type, static_cast<unsigned>(id), unsigned{error}));
+    EXPECT_EQ(
+        std::tuple(raised.type, raised.number, raised.lastError, cannotOpen),
+        std::tuple(type, static_cast<unsigned>(id), unsigned{error}, type == std::string("FileCannotOpenException")));
   }
   EXPECT_THROW(detail::Raise<WriteErrorException>(ORVFILE_THROW_SITE, MSG_WRITE, 112, std::string("f")),
                FilePermissionDeniedException);
