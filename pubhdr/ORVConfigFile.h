@@ -124,7 +124,7 @@ class ORVFILE_API ConfigFile : public ORV::Config {
   /// text: the file's content, each byte one unit; lines: its lines.
   void LoadFileInVector(const std::string& path, std::wstring& text, LineViews& lines) const;
   /// Views into a store's values, in its order: what a save has to write.
-  using KeyViews = std::map<std::wstring_view, const std::wstring*, ORV::WNoCase>;
+  using KeyViews = std::map<std::wstring_view, const String*, ORV::WNoCase>;
   using SectionViews = std::map<std::wstring_view, KeyViews, ORV::WNoCase>;
 
   /// The file at path, loaded, with this store's defaults and values over it.

@@ -93,11 +93,6 @@ auto UnitValues(std::basic_string_view<Unit> text) {
   return reinterpret_cast<const Value*>(text.data());
 }
 
-template <class Unit>
-std::wstring Units(std::basic_string_view<Unit> text) {
-  return std::wstring(UnitValues(text), UnitValues(text) + text.size());
-}
-
 // As Units, at the end of to: resized once, as append would make a
 // temporary string from bytes first.
 std::wstring& AppendUnits(std::wstring& to, std::string_view text) {
@@ -115,10 +110,10 @@ std::wstring Joined(std::wstring_view head, std::wstring_view tail) {
 
 // The lines of one key: prefix and a piece of the value for each piece, or,
 // when the value has none, name + " = " + the value as it stands.
-void AppendKeyLines(std::wstring_view name, std::wstring_view prefix, const std::wstring& value, bool atReturnToo,
+void AppendKeyLines(std::wstring_view name, std::wstring_view prefix, std::wstring_view value, bool atReturnToo,
                     Lines& out) {
   bool anyPiece = false;
-  ForEachPiece(std::wstring_view(value), atReturnToo, [&](std::wstring_view piece) {
+  ForEachPiece(value, atReturnToo, [&](std::wstring_view piece) {
     out.push_back(Joined(prefix, piece));
     anyPiece = true;
   });
@@ -376,15 +371,18 @@ void CheckSavable(const Sections& values) {
   }
 }
 
-// Builds the store's values line by line, as the format says.
+// Builds the store's values line by line, as the format says, every node
+// and text in the map's arena.
 class MapBuilder {
  public:
+  explicit MapBuilder(Config::Map& values) : m_values(values) {}
+
   template <class Unit>
   void operator()(std::basic_string_view<Unit> units) {
     const ScannedLine<Unit> line = Scan(units);
     switch (line.kind) {
       case Kind::Section: {
-        const auto inserted = m_values.emplace(Units(line.name), Config::Keys());
+        const auto inserted = m_values.emplace(Text(line.name), Config::Keys(m_values.get_allocator()));
         if (!inserted.second) RaiseInvalid(ORVFILE_THROW_SITE);
         m_current = &inserted.first->second;
         break;
@@ -392,8 +390,10 @@ class MapBuilder {
       case Kind::Key: {
         if (m_current == nullptr) RaiseInvalid(ORVFILE_THROW_SITE);
         // A repeated key adds a line to its value.
-        const auto inserted = m_current->emplace(Units(line.name), Config::Value(Units(line.value), false));
-        if (!inserted.second) (inserted.first->second.first += L'\n').append(Units(line.value));
+        const auto inserted = m_current->emplace(Text(line.name), Config::Value(Text(line.value), false));
+        if (!inserted.second)
+          (inserted.first->second.first += L'\n')
+              .append(UnitValues(line.value), UnitValues(line.value) + line.value.size());
         break;
       }
       case Kind::Blank:
@@ -403,23 +403,24 @@ class MapBuilder {
     }
   }
 
-  Config::Map& Values() { return m_values; }
-
  private:
-  Config::Map m_values;
+  template <class Unit>
+  Config::String Text(std::basic_string_view<Unit> units) const {
+    return Config::String(UnitValues(units), UnitValues(units) + units.size(), m_values.get_allocator());
+  }
+
+  Config::Map& m_values;
   Config::Keys* m_current = nullptr;
 };
 
-Config::Map LoadFile(const std::string& path) {
-  MapBuilder builder;
+void LoadFile(const std::string& path, Config::Map& values) {
+  MapBuilder builder(values);
   ForEachFileLine(path, builder);
-  return std::move(builder.Values());
 }
 
-Config::Map LoadText(std::wstring_view text) {
-  MapBuilder builder;
+void LoadText(std::wstring_view text, Config::Map& values) {
+  MapBuilder builder(values);
   ForEachPiece(text, true, builder);
-  return std::move(builder.Values());
 }
 
 }  // namespace
@@ -427,13 +428,13 @@ Config::Map LoadText(std::wstring_view text) {
 ConfigFile::ConfigFile() = default;
 
 ConfigFile::ConfigFile(const std::string& path, ORV::SmartPtrToConst<Config> defaults) : m_path(path) {
-  SetValues(LoadFile(path));
+  LoadFile(path, NewValues());
   if (defaults) LoadDefault(defaults->Values());
   SetReference();
 }
 
 ConfigFile::ConfigFile(ORV::BinaryStreamBuf& source, const ORV::CHARSET& charset) {
-  SetValues(LoadText(ReadSource(source, charset)));
+  LoadText(ReadSource(source, charset), NewValues());
   SetReference();
 }
 
@@ -484,7 +485,9 @@ void ConfigFile::LoadFileInVector(const std::string& path, std::wstring& text, L
 }
 
 Config ConfigFile::MergedWithFile(const std::string& path) const {
-  Config merged(LoadFile(path));
+  ConfigFile merged;
+  LoadFile(path, merged.NewValues());
+  merged.SetReference();
   merged.LoadDefault(Defaults());
   merged.Merge(Values());
   return merged;

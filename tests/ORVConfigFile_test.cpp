@@ -179,11 +179,13 @@ bool Parse(const std::wstring& source, Config::Map& model, bool saved) {
     end = std::min(source.find_first_of(L"\r\n", start), source.size());
     const ConfigLine line = ReadConfigLineForTesting(source.substr(start, end - start), true);
     if (line.kind == ConfigLine::Kind::Section && !model.emplace(line.name, Config::Keys()).second) return false;
-    if (line.kind == ConfigLine::Kind::Section) current = &model[line.name];
+    if (line.kind == ConfigLine::Kind::Section) current = &model.find(line.name)->second;
     if (line.kind == ConfigLine::Kind::Invalid || (line.kind == ConfigLine::Kind::Key && !current)) return false;
     if (line.kind != ConfigLine::Kind::Key) continue;
-    std::wstring& value = current->emplace(line.name, Config::Value(L"\r", false)).first->second.first;  // new: "\r"
-    value = value == L"\r" ? line.value : saved && line.value.empty() ? value : value + L"\n" + line.value;
+    Config::String& value = current->emplace(line.name, Config::Value(L"\r", false)).first->second.first;  // new: "\r"
+    value = value == L"\r"                ? Config::String(line.value)
+            : saved && line.value.empty() ? value
+                                          : value + L"\n" + Config::String(line.value);
     if (saved && !value.empty() && value.front() == L'\n') value.erase(0, 1);
   }
   return true;
