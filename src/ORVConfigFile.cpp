@@ -20,8 +20,6 @@ namespace ORVFile {
 namespace {
 
 using ORV::Config;
-using Lines = std::vector<std::wstring>;
-using LineViews = std::vector<std::wstring_view>;
 
 using Kind = detail::ConfigLine::Kind;
 
@@ -93,31 +91,30 @@ auto UnitValues(std::basic_string_view<Unit> text) {
   return reinterpret_cast<const Value*>(text.data());
 }
 
-// As Units, at the end of to: resized once, as append would make a
-// temporary string from bytes first.
-std::wstring& AppendUnits(std::wstring& to, std::string_view text) {
-  const std::size_t at = to.size();
-  to.resize(at + text.size());
-  std::copy(UnitValues(text), UnitValues(text) + text.size(), to.begin() + static_cast<std::ptrdiff_t>(at));
-  return to;
+// As the runtime's text mode writes 16-bit text with the default conversion:
+// one byte per unit ("?" above U+00FF, as ISO-8859-1 has no other), "\n" as
+// CR LF.
+void AppendText(std::string& bytes, std::wstring_view text) {
+  for (const wchar_t unit : text) {
+    if (unit == L'\n') bytes += '\r';
+    bytes += unit <= 0xFF ? static_cast<char>(unit) : '?';
+  }
 }
 
-std::wstring Joined(std::wstring_view head, std::wstring_view tail) {
-  std::wstring line;
-  line.reserve(head.size() + tail.size());
-  return line.append(head).append(tail);
-}
-
-// The lines of one key: prefix and a piece of the value for each piece, or,
-// when the value has none, name + " = " + the value as it stands.
-void AppendKeyLines(std::wstring_view name, std::wstring_view prefix, std::wstring_view value, bool atReturnToo,
-                    Lines& out) {
+// The lines of one key: prefix (bytes) and a piece of the value for each
+// piece, or, when the value has none, name + " = " + the value as it stands.
+void AppendKeyLines(std::string& bytes, std::string_view prefix, std::wstring_view name, std::wstring_view value,
+                    bool atReturnToo) {
   bool anyPiece = false;
   ForEachPiece(value, atReturnToo, [&](std::wstring_view piece) {
-    out.push_back(Joined(prefix, piece));
+    AppendText(bytes.append(prefix), piece);
+    bytes += "\r\n";
     anyPiece = true;
   });
-  if (!anyPiece) out.push_back(Joined(Joined(name, L" = "), value));
+  if (anyPiece) return;
+  AppendText(bytes, name);
+  AppendText(bytes += " = ", value);
+  bytes += "\r\n";
 }
 
 [[noreturn]] void RaiseInvalid(const detail::ThrowSite& site) {
@@ -298,16 +295,18 @@ void FeedBlock(std::string_view block, std::string& carry, Visit& visit) {
   carry.assign(block.substr(last + 1));
 }
 
-// Calls visit with each line of the file, each byte one unit. Read in blocks:
-// a load keeps the store in memory, never a copy of the whole file as well
-// (fresh pages are what loading costs most under Wine).
-template <class Visit>
-void ForEachFileLine(const std::string& path, Visit&& visit) {
+// Calls opened with the file's size, then visit with each line of the file,
+// each byte one unit. Read in blocks: a load keeps the store in memory, never
+// a copy of the whole file as well (fresh pages are what loading costs most
+// under Wine).
+template <class Opened, class Visit>
+void ForEachFileLine(const std::string& path, Opened&& opened, Visit&& visit) {
   constexpr std::uint32_t kBlock = 64 * 1024;
   std::string carry;
   try {
     CFile file(path, FileHint::SequentialScan);
     const std::uint32_t size = OpenOrCreate(file, path);
+    opened(size);
     std::string block(std::min(size, kBlock), '\0');
     for (std::uint32_t left = size; left != 0;) {
       const std::uint32_t length = std::min(left, kBlock);
@@ -320,24 +319,6 @@ void ForEachFileLine(const std::string& path, Visit&& visit) {
     RaiseCannotOpen(ORVFILE_THROW_SITE, ErrorOf(failure), path);
   }
   if (!carry.empty()) visit(std::string_view(carry));
-}
-
-// As the runtime's text mode writes 16-bit text with the default conversion:
-// one byte per unit ("?" above U+00FF, as ISO-8859-1 has no other), "\n" as
-// CR LF, a line end after each line.
-std::string TextModeBytes(const Lines& lines) {
-  std::size_t size = 0;
-  for (const std::wstring& line : lines) size += line.size() + 2;
-  std::string bytes;
-  bytes.reserve(size);
-  for (const std::wstring& line : lines) {
-    for (const wchar_t unit : line) {
-      if (unit == L'\n') bytes += '\r';
-      bytes += unit <= 0xFF ? static_cast<char>(unit) : '?';
-    }
-    bytes += "\r\n";
-  }
-  return bytes;
 }
 
 std::wstring ReadSource(ORV::BinaryStreamBuf& source, ORV::CHARSET charset) {
@@ -360,15 +341,96 @@ bool IsKey(std::wstring_view name) {
   return !name.empty();
 }
 
-// What the grammar could not read back: see the header.
-template <class Sections>
-void CheckSavable(const Sections& values) {
-  for (const auto& section : values) {
-    if (section.first.empty() || section.first.find_first_of(L"\r\n") != std::wstring_view::npos)
-      RaiseInvalid(ORVFILE_THROW_SITE);
-    for (const auto& key : section.second)
-      if (!IsKey(key.first)) RaiseInvalid(ORVFILE_THROW_SITE);
+// The values a save still has to write, in the store's (WNoCase) order:
+// pointers to its entries (the store outlives the save), each section and
+// key written once, then done. Defaults (Config::FindDefaults) are left out,
+// and so is a section that holds nothing but defaults.
+class Pending {
+ public:
+  using Key = Config::Keys::value_type;
+  struct Section {
+    const Config::Map::value_type* entry;
+    std::size_t first, last;  // its keys, [first, last)
+  };
+
+  explicit Pending(const Config& store) {
+    std::size_t count = 0;
+    for (const auto& section : store.Values()) count += section.second.size();
+    m_keys.reserve(count);
+    for (const auto& section : store.Values()) {
+      const Config::Keys defaults = store.FindDefaults(section.first);
+      const std::size_t first = m_keys.size();
+      for (const auto& key : section.second)
+        if (defaults.empty() || defaults.count(key.first) == 0) m_keys.push_back(&key);
+      if (defaults.empty() || m_keys.size() != first) m_sections.push_back({&section, first, m_keys.size()});
+    }
+    m_sectionDone.resize(m_sections.size());
+    m_keyDone.resize(m_keys.size());
   }
+
+  std::size_t Sections() const { return m_sections.size(); }
+  std::wstring_view SectionName(std::size_t section) const { return m_sections[section].entry->first; }
+  bool SectionDone(std::size_t section) const { return m_sectionDone[section]; }
+  std::size_t FirstKey(std::size_t section) const { return m_sections[section].first; }
+  std::size_t EndKey(std::size_t section) const { return m_sections[section].last; }
+  const Key& KeyAt(std::size_t key) const { return *m_keys[key]; }
+  bool KeyDone(std::size_t key) const { return m_keyDone[key]; }
+  void DoneSection(std::size_t section) { m_sectionDone[section] = true; }
+  void DoneKey(std::size_t key) { m_keyDone[key] = true; }
+
+  static constexpr std::size_t kNone = ~std::size_t(0);
+  /// kNone when absent or done.
+  std::size_t FindSection(std::wstring_view name) const {
+    const std::size_t found = Find(0, m_sections.size(), name, [&](std::size_t i) { return SectionName(i); });
+    return found == kNone || SectionDone(found) ? kNone : found;
+  }
+  std::size_t FindKey(std::size_t section, std::wstring_view name) const {
+    const std::size_t found = Find(FirstKey(section), EndKey(section), name,
+                                   [&](std::size_t i) { return std::wstring_view(KeyAt(i).first); });
+    return found == kNone || KeyDone(found) ? kNone : found;
+  }
+
+  // What the grammar could not read back: see the header.
+  void CheckSavable() const {
+    for (std::size_t s = 0; s < Sections(); ++s)
+      if (SectionName(s).empty() || SectionName(s).find_first_of(L"\r\n") != std::wstring_view::npos)
+        RaiseInvalid(ORVFILE_THROW_SITE);
+    for (const Key* key : m_keys)
+      if (!IsKey(key->first)) RaiseInvalid(ORVFILE_THROW_SITE);
+  }
+
+ private:
+  // Binary search over [first, last) in WNoCase order.
+  template <class NameOf>
+  static std::size_t Find(std::size_t first, std::size_t end, std::wstring_view name, NameOf nameOf) {
+    const ORV::WNoCase less;
+    std::size_t last = end;
+    while (first < last) {
+      const std::size_t middle = first + (last - first) / 2;
+      if (less(nameOf(middle), name))
+        first = middle + 1;
+      else
+        last = middle;
+    }
+    return first < end && !less(name, nameOf(first)) ? first : kNone;
+  }
+
+  std::vector<Section> m_sections;
+  std::vector<const Key*> m_keys;
+  std::vector<bool> m_sectionDone, m_keyDone;
+};
+
+// The lines of the keys of section not yet written, in the store's order.
+void OutputValues(Pending& values, std::size_t section, std::string& bytes) {
+  std::string prefix;
+  for (std::size_t key = values.FirstKey(section); key != values.EndKey(section); ++key) {
+    if (values.KeyDone(key)) continue;
+    const auto& [name, value] = values.KeyAt(key);
+    prefix.clear();
+    AppendText(prefix, name);
+    AppendKeyLines(bytes, prefix += " = ", name, value.first, true);
+  }
+  values.DoneSection(section);
 }
 
 // Builds the store's values line by line, as the format says, every node
@@ -415,12 +477,83 @@ class MapBuilder {
 
 void LoadFile(const std::string& path, Config::Map& values) {
   MapBuilder builder(values);
-  ForEachFileLine(path, builder);
+  ForEachFileLine(
+      path, [](std::uint32_t) {}, builder);
 }
 
 void LoadText(std::wstring_view text, Config::Map& values) {
   MapBuilder builder(values);
   ForEachPiece(text, true, builder);
+}
+
+// Replaces the file at path by bytes: see TemporaryFile.
+void SaveVectorInFile(const std::string& path, const std::string& bytes) {
+  TemporaryFile temporary(SaveTarget(path), path);
+  try {
+    WriteAll(temporary.Name(), bytes);
+  } catch (const FileException& failure) {
+    RaiseCannotOpen(ORVFILE_THROW_SITE, ErrorOf(failure), path);
+  }
+  temporary.Replace();
+}
+
+// The file at path rewritten with values, its layout kept, line by line
+// into one buffer of bytes: the file's own bytes go through as they are.
+void SaveToFile(const std::string& path, Pending& values) {
+  std::string bytes;
+  std::size_t current = Pending::kNone;
+  std::wstring name;  // a name of the file, each byte one unit
+  const auto find = [&](std::string_view units, auto&& finder) {
+    name.assign(UnitValues(units), UnitValues(units) + units.size());
+    return finder(std::wstring_view(name));
+  };
+  // Every kept section header comes after one empty line, except at the start.
+  const auto openSection = [&] {
+    if (!bytes.empty()) bytes += "\r\n";
+  };
+  const auto closeSection = [&] {
+    if (current != Pending::kNone) OutputValues(values, current, bytes);
+    current = Pending::kNone;
+  };
+  // Room for the file and some more: enough for a save that changes little.
+  const auto opened = [&](std::uint32_t size) { bytes.reserve(size + size / 8 + 4096); };
+  std::string prefix;
+  ForEachFileLine(path, opened, [&](std::string_view text) {
+    const auto line = Scan(text);
+    switch (line.kind) {
+      case Kind::Section:
+        closeSection();
+        current = find(line.name, [&](std::wstring_view n) { return values.FindSection(n); });
+        if (current == Pending::kNone) break;
+        openSection();
+        bytes.append(text) += "\r\n";
+        break;
+      case Kind::Key: {
+        if (current == Pending::kNone) break;
+        const std::size_t key = find(line.name, [&](std::wstring_view n) { return values.FindKey(current, n); });
+        if (key == Pending::kNone) break;
+        // "  port   = 80" -> "  port   = 81": the text before "=" stays.
+        prefix.assign(text.substr(0, text.find('='))) += "= ";
+        AppendKeyLines(bytes, prefix, values.KeyAt(key).first, values.KeyAt(key).second.first, false);
+        values.DoneKey(key);
+        break;
+      }
+      case Kind::Blank:
+        bytes.append(text) += "\r\n";
+        break;
+      case Kind::Invalid:
+        break;
+    }
+  });
+  closeSection();
+  for (std::size_t section = 0; section < values.Sections(); ++section) {
+    if (values.SectionDone(section)) continue;
+    openSection();
+    AppendText(bytes += '[', values.SectionName(section));
+    bytes += "]\r\n";
+    OutputValues(values, section, bytes);
+  }
+  SaveVectorInFile(path, bytes);
 }
 
 }  // namespace
@@ -457,31 +590,10 @@ const std::string& ConfigFile::Path() const { return m_path; }
 // that the views into it stay valid whatever the merge builds.
 void ConfigFile::Save(const std::string& path, bool merge) {
   const Config store = merge && IsFileWrp(path) ? MergedWithFile(path) : Config(*this);
-  SectionViews values = WrittenValues(store);
-  CheckSavable(values);
-  SaveToFile(path, std::move(values));
+  Pending values(store);
+  values.CheckSavable();
+  SaveToFile(path, values);
   SetReference();
-}
-
-// Defaults (FindDefaults) go, and so does a section that held nothing but
-// defaults. Both maps have one order, so each entry goes in at the end.
-ConfigFile::SectionViews ConfigFile::WrittenValues(const Config& store) {
-  SectionViews written;
-  for (const auto& section : store.Values()) {
-    const Keys defaults = store.FindDefaults(section.first);
-    KeyViews keys;
-    for (const auto& key : section.second)
-      if (defaults.count(key.first) == 0) keys.emplace_hint(keys.end(), key.first, &key.second.first);
-    if (defaults.empty() || !keys.empty()) written.emplace_hint(written.end(), section.first, std::move(keys));
-  }
-  return written;
-}
-
-void ConfigFile::LoadFileInVector(const std::string& path, std::wstring& text, LineViews& lines) const {
-  text.clear();
-  ForEachFileLine(path, [&](std::string_view line) { AppendUnits(text, line).push_back(L'\n'); });
-  lines.clear();
-  ForEachPiece(std::wstring_view(text), true, [&](std::wstring_view line) { lines.push_back(line); });
 }
 
 Config ConfigFile::MergedWithFile(const std::string& path) const {
@@ -491,80 +603,6 @@ Config ConfigFile::MergedWithFile(const std::string& path) const {
   merged.LoadDefault(Defaults());
   merged.Merge(Values());
   return merged;
-}
-
-// remaining: the copy of the values that the merge works down.
-void ConfigFile::SaveToFile(const std::string& path, SectionViews remaining) const {
-  std::wstring text;
-  LineViews present;
-  LoadFileInVector(path, text, present);
-  Lines out;
-  auto current = remaining.end();
-  // The keys the file did not hold go at the end of their section.
-  const auto closeSection = [&] {
-    if (current == remaining.end()) return;
-    OutputValues(current, out);
-    remaining.erase(current);
-    current = remaining.end();
-  };
-  std::wstring prefix;
-  for (const std::wstring_view text : present) {
-    const auto line = Scan(text);
-    switch (line.kind) {
-      case Kind::Section:
-        closeSection();
-        current = remaining.find(line.name);
-        if (current != remaining.end()) {
-          out.emplace_back();
-          out.emplace_back(text);
-        }
-        break;
-      case Kind::Key: {
-        if (current == remaining.end()) break;
-        const auto key = current->second.find(line.name);
-        if (key == current->second.end()) break;
-        // "  port   = 80" -> "  port   = 81": the text before "=" stays.
-        prefix.assign(text.substr(0, text.find(L'='))).append(L"= ");
-        AppendKeyLines(line.name, prefix, *key->second, false, out);
-        current->second.erase(key);
-        break;
-      }
-      case Kind::Blank:
-        out.emplace_back(text);
-        break;
-      case Kind::Invalid:
-        break;
-    }
-  }
-  closeSection();
-  while (!remaining.empty()) {
-    out.emplace_back();
-    out.push_back(Joined(Joined(L"[", remaining.begin()->first), L"]"));
-    OutputValues(remaining.begin(), out);
-    remaining.erase(remaining.begin());
-  }
-  while (!out.empty() && out.back().empty()) out.pop_back();
-  if (!out.empty() && out.front().empty()) out.erase(out.begin());
-  SaveVectorInFile(path, out);
-}
-
-void ConfigFile::OutputValues(SectionViews::const_iterator section, Lines& lines) const {
-  std::wstring prefix;
-  for (const auto& key : section->second) {
-    prefix.assign(key.first).append(L" = ");
-    AppendKeyLines(key.first, prefix, *key.second, true, lines);
-  }
-}
-
-void ConfigFile::SaveVectorInFile(const std::string& path, const Lines& lines) const {
-  const std::string bytes = TextModeBytes(lines);
-  TemporaryFile temporary(SaveTarget(path), path);
-  try {
-    WriteAll(temporary.Name(), bytes);
-  } catch (const FileException& failure) {
-    RaiseCannotOpen(ORVFILE_THROW_SITE, ErrorOf(failure), path);
-  }
-  temporary.Replace();
 }
 
 namespace detail {
