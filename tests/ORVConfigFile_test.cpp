@@ -1,5 +1,3 @@
-#include "win32.h"
-
 #include <gtest/gtest.h>
 
 #include <random>
@@ -7,8 +5,6 @@
 
 #include "ORVConfigFile.h"
 #include "ORVConfigSeam.h"
-#include "ORVFileException.h"
-#include "ORVFileMsg-I.h"
 #include "ORVFileTestSupport.h"
 #include "ORVMemoryBuffer.h"
 
@@ -34,31 +30,6 @@ std::wstring Dump(const Config& store) { return Dump(store.Values()); }
 
 std::wstring Widen(const std::string& bytes) { return ORV::ConvertToWide(bytes, ORV::CHARSET_ISO_8859_1); }
 
-// Lines of every kind, mostly of valid shapes around random units, so that
-// whole sources of them are often valid too.
-std::wstring RandomLine(std::mt19937& random, std::wstring_view units) {
-  std::wstring tail;
-  for (int n = random() % 10; n > 0; --n) tail += units[random() % units.size()];
-  const wchar_t* shapes[] = {L"k = ", L" K\t=", L" x.y=", L"\t; ", L"[", L"", L"k", L"[s] ", L" [S]", L"  "};
-  const std::size_t shape = random() % std::size(shapes);
-  return shape > 6 ? shapes[shape] : shapes[shape] + tail + (shape == 4 ? L"]" : L"");
-}
-
-// Units that each expression treats apart, and some that no rule names: NUL,
-// line separators other than "\n" and "\r", blanks of other scripts.
-TEST(ConfigGrammar, TheScannerReadsEveryLineAsTheThreeExpressions) {
-  const wchar_t units[] = L" \t[];=aZ09_.-#\0\f\v\x00A0\x3000\x2028\x0085\x00E9";
-  std::mt19937 random(3);
-  int kinds[4] = {};
-  for (int i = 0, count = 300000 * orvtest::TestScale(); i < count; ++i) {
-    const std::wstring line = RandomLine(random, std::wstring_view(units, std::size(units) - 1));
-    const ConfigLine byScanner = ReadConfigLineForTesting(line, false);
-    ASSERT_TRUE(byScanner == ReadConfigLineForTesting(line, true)) << ::testing::PrintToString(line);
-    ++kinds[static_cast<int>(byScanner.kind)];
-  }
-  for (const int count : kinds) EXPECT_GT(count, 3000 * orvtest::TestScale()) << "a kind the generator rarely makes";
-}
-
 using ConfigFileTest = orvtest::TempDirTest;
 
 // Boost's backtracking gave up (regex_error) on about 55,000 one-letter
@@ -74,34 +45,33 @@ TEST_F(ConfigFileTest, LinesOfAnyLengthWhereverTheBlocksEnd) {
     store.Save(P("long.ini"), false);
     EXPECT_EQ(Dump(ConfigFile(P("long.ini"))), Dump(store));
   }
-  Put("long.ini", "[s]\nk" + words);
-  EXPECT_EQ(Catch([&] { ConfigFile invalid(P("long.ini")); }).type, "InvalidConfigException");
   Remove("long.ini");
 }
 
+// A failure names the path, and records why: missing directory, a directory,
+// a file held by another process (left as it was, neither truncated nor replaced).
 TEST_F(ConfigFileTest, SourcesThatCannotBeReadOrHoldTheSameSectionTwice) {
   EXPECT_EQ(Dump(ConfigFile(P("new.ini"))), L"");  // a missing file is created empty
   EXPECT_EQ(Got("new.ini"), "");
   Remove("new.ini");
-  const auto missing = Catch([&] { ConfigFile unreachable(P("no\\dir.ini")); });
-  EXPECT_EQ(missing.type, "CannotOpenSourceException");
-  EXPECT_EQ(missing.lastError, static_cast<unsigned>(ERROR_PATH_NOT_FOUND));
-  EXPECT_EQ(Catch([&] { ConfigFile directory(m_dir); }).lastError, static_cast<unsigned>(ERROR_ACCESS_DENIED));
+  const auto cannotOpen = [&](const std::string& name, unsigned error) {
+    EXPECT_EQ(Raises([&] { ConfigFile store(P(name)); }, name),
+              std::make_tuple(std::string("CannotOpenSourceException"), 0u, error, true));
+  };
+  cannotOpen("no\\dir.ini", ERROR_PATH_NOT_FOUND);
+  cannotOpen("", ERROR_ACCESS_DENIED);
   Put("held.ini", "[a]\nk=1");
-  {
-    orvtest::SeamGuard guard;
-    orvtest::g_fakeError = ERROR_SHARING_VIOLATION;
-    guard.Calls().CreateFileA = orvtest::Failing<decltype(guard.Calls().CreateFileA)>::Call;
-    EXPECT_EQ(Catch([&] { ConfigFile held(P("held.ini")); }).lastError, static_cast<unsigned>(ERROR_SHARING_VIOLATION));
-  }
-  EXPECT_EQ(Got("held.ini"), "[a]\nk=1");  // neither truncated nor replaced
+  orvtest::SeamGuard guard;
+  orvtest::g_fakeError = ERROR_SHARING_VIOLATION;
+  guard.Calls().CreateFileA = orvtest::Failing<decltype(guard.Calls().CreateFileA)>::Call;
+  cannotOpen("held.ini", ERROR_SHARING_VIOLATION);
+  EXPECT_EQ(Got("held.ini"), "[a]\nk=1");
   Remove("held.ini");
   // A buffer in UTF-8 is read from its start, whatever its read position.
   ORVFile::MemoryBuffer twice("[\xC3\xA9]\n[\xC3\x89]", 13);
   twice.SeekG(4, ORV::BinaryStreamBuf::Begin);
   const auto invalid = Catch([&] { ConfigFile store(twice, ORV::CHARSET_UTF8); });
-  EXPECT_EQ(invalid.what, L"The configuration source is invalid.");
-  EXPECT_EQ(invalid.number, ORVFile::MSG_INVALID_CONFIG_SOURCE);
+  EXPECT_EQ(invalid.what + std::to_wstring(invalid.number), L"The configuration source is invalid.14");
 }
 
 // One file edited every way, saved through a symbolic link to it where one
@@ -114,6 +84,7 @@ TEST_F(ConfigFileTest, SaveKeepsTheLayoutTheLinkAndTheAttributesOrLeavesTheFileA
       "\n; head\n\n\n[a]\n  k   = 1\nj=2\nK = 2\nport = 8080\n; about b\n  \n[b]\n; in b\nm=3\n[c]\nx=1\n; c\n");
   ConfigFile store(P("real.ini"), ORV::SmartPtrToConst<Config>(defaults));
   EXPECT_EQ(Dump(store), L"[a]j=2|k=1\n2|port=8080|[b]m=3|[c]x=1|[ui]theme*=dark|");
+  EXPECT_EQ(store.GetValue(L"UI", L"THEME") + store.GetValue(L"x", L"y", L"?"), L"dark?");
   store.SetValue(L"A", L"K", L"x\r\n\ny");
   store.RemoveKey(L"a", L"j");
   store.RemoveKey(L"a", L"port");  // the default shows again, and is not written
@@ -191,19 +162,27 @@ bool Parse(const std::wstring& source, Config::Map& model, bool saved) {
   return true;
 }
 
-// Bytes of every kind after a section, at every line end.
+// Lines of every kind, mostly of valid shapes around random units, so that
+// whole sources of them are often valid too; the units: those that each
+// expression treats apart, and some that no rule names (NUL, blanks of other
+// scripts, line separators other than "\n" and "\r"). Every line end.
 std::wstring RandomSource(std::mt19937& random) {
-  const wchar_t units[] = L" \t[];=aZ_.-#\x00A0\x00E9\x0080\x00FF\x000B";
+  const std::wstring_view units(L" \t[];=aZ09_.-#\0\f\v\x00A0\x3000\x2028\x0085\x00E9\x0080\x00FF", 23);
   const wchar_t* ends[] = {L"\n", L"\r", L"\r\n", L"\n\n"};
+  const wchar_t* shapes[] = {L"k = ", L" K\t=", L" x.y=", L"\t; ", L"[", L"", L"k", L"[s] ", L" [S]", L"  "};
   std::wstring source = random() % 8 ? L"[s]" : L"";
-  for (int n = random() % 8; n > 0; --n)
-    source += ends[random() % std::size(ends)] + RandomLine(random, std::wstring_view(units, std::size(units) - 1));
+  for (int n = random() % 8; n > 0; --n) {
+    const std::size_t shape = random() % std::size(shapes);
+    source += ends[random() % std::size(ends)] + std::wstring(shapes[shape]);
+    for (int tail = shape > 6 ? 0 : random() % 10; tail > 0; --tail) source += units[random() % units.size()];
+    if (shape == 4) source += L"]";
+  }
   return source;
 }
 
 TEST_F(ConfigFileTest, GeneratedSourcesLoadAsTheModelSaysAndSurviveSaving) {
   std::mt19937 random(7);
-  const int count = 5000 * orvtest::TestScale();
+  const int count = 10000 * orvtest::TestScale();
   int valid = 0;
   for (int i = 0; i < count; ++i) {
     const std::wstring units = RandomSource(random);
@@ -220,7 +199,8 @@ TEST_F(ConfigFileTest, GeneratedSourcesLoadAsTheModelSaysAndSurviveSaving) {
     ASSERT_EQ(raised.type, parsed ? "" : "InvalidConfigException") << i << ": " << ::testing::PrintToString(source);
     if (!parsed) continue;
     ASSERT_EQ(loaded, Dump(model)) << i << ": " << ::testing::PrintToString(source);
-    if (++valid % 16 != 0) continue;  // saving costs files written and moved: one in sixteen
+    // Saving costs files written and moved: one in sixteen of the sources a file can hold.
+    if (++valid % 16 != 0 || units.find_first_of(L"\x3000\x2028") != std::wstring::npos) continue;
 
     Put("src.ini", source);
     ConfigFile store(P("src.ini"));
