@@ -20,8 +20,8 @@
 /// ~~~
 /// "[[:blank:]]" is exactly space and tab (not U+00A0 or U+3000, which
 /// Boost's own class takes in some locales). The library reads each line with
-/// a scanner that is these expressions followed by hand (a test runs both over
-/// random lines): at most one can match, and the first unit that is not a
+/// a scanner that is these expressions followed by hand (a test loads random
+/// sources both ways): at most one can match, and the first unit that is not a
 /// blank tells which. Unlike Boost's backtracking, which runs out of stack on
 /// a value of some 55,000 words, it reads a line of any length. Consequences: a section name is what
 /// lies between the first "[" and the last "]" ("[a [b] ]" names "a [b] ");

@@ -609,8 +609,8 @@ namespace detail {
 
 namespace {
 
-// The reference the scanner stands for: every expression in the format's
-// order, as the loader of the format describes it.
+// The reference the scanner follows: every expression in the format's order,
+// as the loader of the format describes it.
 ConfigLine ByExpressions(std::wstring_view line) {
   static const ConfigGrammar grammar;
   boost::match_results<const wchar_t*> match;
@@ -625,11 +625,7 @@ ConfigLine ByExpressions(std::wstring_view line) {
 
 }  // namespace
 
-ConfigLine ReadConfigLineForTesting(std::wstring_view line, bool byExpressions) {
-  if (!byExpressions) {
-    const auto scanned = Scan(line);
-    return {scanned.kind, std::wstring(scanned.name), std::wstring(scanned.value)};
-  }
+ConfigLine ReadConfigLineForTesting(std::wstring_view line) {
   try {
     return ByExpressions(line);
   } catch (const std::runtime_error&) {
