@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <optional>
 #include <stdexcept>
 #include <string_view>
 #include <type_traits>
@@ -256,16 +257,6 @@ class TemporaryFile {
   std::string m_target, m_reported, m_name;
 };
 
-// The temporary file exists and is empty: OPEN_ALWAYS, no truncating open.
-// The data reaches the disk before the name moves over the old file.
-void WriteAll(const std::string& path, const std::string& bytes) {
-  CFile file(path);
-  file.Open(OpenMode::ReadWrite);
-  if (!bytes.empty()) file.Write(bytes.data(), 1, static_cast<std::uint32_t>(bytes.size()));
-  file.Flush();
-  file.Close();
-}
-
 // Through the file handle, so that its fault table reaches these calls too.
 // Missing: created first. Present but unreadable: the second open says why.
 std::uint32_t OpenOrCreate(CFile& file, const std::string& path) {
@@ -486,21 +477,59 @@ void LoadText(std::wstring_view text, Config::Map& values) {
   ForEachPiece(text, true, builder);
 }
 
-// Replaces the file at path by bytes: see TemporaryFile.
-void SaveVectorInFile(const std::string& path, const std::string& bytes) {
-  TemporaryFile temporary(SaveTarget(path), path);
-  try {
-    WriteAll(temporary.Name(), bytes);
-  } catch (const FileException& failure) {
-    RaiseCannotOpen(ORVFILE_THROW_SITE, ErrorOf(failure), path);
-  }
-  temporary.Replace();
-}
+// The new content of a save, written in pieces to a temporary file beside
+// the target (see TemporaryFile) through one buffer of 256 KiB: a buffer of
+// the whole file would touch fresh pages, which cost more than the writes.
+class NewFile {
+ public:
+  explicit NewFile(const std::string& path) : m_path(path) {}
 
-// The file at path rewritten with values, its layout kept, line by line
-// into one buffer of bytes: the file's own bytes go through as they are.
+  // Once the present file is open, or made: the target exists. The
+  // temporary file exists and is empty: OPEN_ALWAYS, no truncating open.
+  void Open() {
+    m_temporary.emplace(SaveTarget(m_path), m_path);
+    m_file.emplace(m_temporary->Name());
+    m_file->Open(OpenMode::ReadWrite);
+    m_bytes.reserve(kPiece + kPiece / 4);
+  }
+  std::string& Bytes() { return m_bytes; }
+  bool Empty() const { return m_written == 0 && m_bytes.empty(); }
+  void WriteIfFull() {
+    if (m_bytes.size() >= kPiece) Write();
+  }
+  // The data reaches the disk before the name moves over the old file.
+  void Commit() {
+    try {
+      Write();
+      m_file->Flush();
+      m_file->Close();
+    } catch (const FileException& failure) {
+      RaiseCannotOpen(ORVFILE_THROW_SITE, ErrorOf(failure), m_path);
+    }
+    m_temporary->Replace();
+  }
+
+ private:
+  static constexpr std::size_t kPiece = 256 * 1024;
+
+  void Write() {
+    if (!m_bytes.empty()) m_file->Write(m_bytes.data(), 1, static_cast<std::uint32_t>(m_bytes.size()));
+    m_written += m_bytes.size();
+    m_bytes.clear();
+  }
+
+  const std::string& m_path;
+  std::optional<TemporaryFile> m_temporary;  // before m_file: the file is closed before it is deleted
+  std::optional<CFile> m_file;
+  std::string m_bytes;
+  std::size_t m_written = 0;
+};
+
+// The file at path rewritten with values, its layout kept, line by line:
+// the file's own bytes go through as they are.
 void SaveToFile(const std::string& path, Pending& values) {
-  std::string bytes;
+  NewFile out(path);
+  std::string& bytes = out.Bytes();
   std::size_t current = Pending::kNone;
   std::wstring name;  // a name of the file, each byte one unit
   const auto find = [&](std::string_view units, auto&& finder) {
@@ -509,42 +538,43 @@ void SaveToFile(const std::string& path, Pending& values) {
   };
   // Every kept section header comes after one empty line, except at the start.
   const auto openSection = [&] {
-    if (!bytes.empty()) bytes += "\r\n";
+    if (!out.Empty()) bytes += "\r\n";
   };
   const auto closeSection = [&] {
     if (current != Pending::kNone) OutputValues(values, current, bytes);
     current = Pending::kNone;
   };
-  // Room for the file and some more: enough for a save that changes little.
-  const auto opened = [&](std::uint32_t size) { bytes.reserve(size + size / 8 + 4096); };
   std::string prefix;
-  ForEachFileLine(path, opened, [&](std::string_view text) {
-    const auto line = Scan(text);
-    switch (line.kind) {
-      case Kind::Section:
-        closeSection();
-        current = find(line.name, [&](std::wstring_view n) { return values.FindSection(n); });
-        if (current == Pending::kNone) break;
-        openSection();
-        bytes.append(text) += "\r\n";
-        break;
-      case Kind::Key: {
-        if (current == Pending::kNone) break;
-        const std::size_t key = find(line.name, [&](std::wstring_view n) { return values.FindKey(current, n); });
-        if (key == Pending::kNone) break;
-        // "  port   = 80" -> "  port   = 81": the text before "=" stays.
-        prefix.assign(text.substr(0, text.find('='))) += "= ";
-        AppendKeyLines(bytes, prefix, values.KeyAt(key).first, values.KeyAt(key).second.first, false);
-        values.DoneKey(key);
-        break;
-      }
-      case Kind::Blank:
-        bytes.append(text) += "\r\n";
-        break;
-      case Kind::Invalid:
-        break;
-    }
-  });
+  ForEachFileLine(
+      path, [&](std::uint32_t) { out.Open(); },
+      [&](std::string_view text) {
+        const auto line = Scan(text);
+        switch (line.kind) {
+          case Kind::Section:
+            closeSection();
+            current = find(line.name, [&](std::wstring_view n) { return values.FindSection(n); });
+            if (current == Pending::kNone) break;
+            openSection();
+            bytes.append(text) += "\r\n";
+            break;
+          case Kind::Key: {
+            if (current == Pending::kNone) break;
+            const std::size_t key = find(line.name, [&](std::wstring_view n) { return values.FindKey(current, n); });
+            if (key == Pending::kNone) break;
+            // "  port   = 80" -> "  port   = 81": the text before "=" stays.
+            prefix.assign(text.substr(0, text.find('='))) += "= ";
+            AppendKeyLines(bytes, prefix, values.KeyAt(key).first, values.KeyAt(key).second.first, false);
+            values.DoneKey(key);
+            break;
+          }
+          case Kind::Blank:
+            bytes.append(text) += "\r\n";
+            break;
+          case Kind::Invalid:
+            break;
+        }
+        out.WriteIfFull();
+      });
   closeSection();
   for (std::size_t section = 0; section < values.Sections(); ++section) {
     if (values.SectionDone(section)) continue;
@@ -552,8 +582,9 @@ void SaveToFile(const std::string& path, Pending& values) {
     AppendText(bytes += '[', values.SectionName(section));
     bytes += "]\r\n";
     OutputValues(values, section, bytes);
+    out.WriteIfFull();
   }
-  SaveVectorInFile(path, bytes);
+  out.Commit();
 }
 
 }  // namespace
