@@ -75,7 +75,6 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 
 #include "ORVBinaryStreamBuf.h"
 #include "ORVCharset.h"
