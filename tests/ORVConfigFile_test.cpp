@@ -128,6 +128,9 @@ TEST_F(ConfigFileTest, SaveKeepsTheLayoutTheLinkAndTheAttributesOrLeavesTheFileA
   EXPECT_EQ(Got("real.ini"), saved);
   EXPECT_TRUE(store.IsModified());
 
+  Put("other.ini", "#x\n[c]\n");  // a line the grammar refuses does not stop a save: it goes
+  store.Save(P("other.ini"), false);
+  EXPECT_EQ(Got("other.ini").substr(0, 5), "[c]\r\n");
   Put("other.ini", "[c]\nx=h\nw=2\n[d]\ny=3\n");  // another writer's: merged, its keys kept
   store.Save(P("other.ini"), true);
   EXPECT_EQ(Got("other.ini"),
