@@ -63,7 +63,7 @@ void Write(const std::string& path, const std::string& bytes) {
 using ProfileStore = std::map<std::wstring, std::map<std::wstring, std::wstring>>;
 
 const std::wstring& ValueOf(const std::wstring& value) { return value; }
-const std::wstring& ValueOf(const ORV::Config::Value& value) { return value.first; }
+const ORV::Config::String& ValueOf(const ORV::Config::Value& value) { return value.first; }
 
 // The lengths of the values read, summed, so that no side's reading of its
 // values is optimised away.

@@ -20,8 +20,8 @@
 /// ~~~
 /// "[[:blank:]]" is exactly space and tab (not U+00A0 or U+3000, which
 /// Boost's own class takes in some locales). The library reads each line with
-/// a scanner that is these expressions followed by hand (a test runs both over
-/// random lines): at most one can match, and the first unit that is not a
+/// a scanner that is these expressions followed by hand (a test loads random
+/// sources both ways): at most one can match, and the first unit that is not a
 /// blank tells which. Unlike Boost's backtracking, which runs out of stack on
 /// a value of some 55,000 words, it reads a line of any length. Consequences: a section name is what
 /// lies between the first "[" and the last "]" ("[a [b] ]" names "a [b] ");
@@ -74,10 +74,7 @@
 /// call. One thread at a time per object.
 #pragma once
 
-#include <map>
 #include <string>
-#include <string_view>
-#include <vector>
 
 #include "ORVBinaryStreamBuf.h"
 #include "ORVCharset.h"
@@ -117,23 +114,8 @@ class ORVFILE_API ConfigFile : public ORV::Config {
   void Save(const std::string& path, bool merge) override;
 
  private:
-  using Lines = std::vector<std::wstring>;
-  /// Lines read: views into the text they were cut from, which outlives them.
-  using LineViews = std::vector<std::wstring_view>;
-
-  /// text: the file's content, each byte one unit; lines: its lines.
-  void LoadFileInVector(const std::string& path, std::wstring& text, LineViews& lines) const;
-  /// Views into a store's values, in its order: what a save has to write.
-  using KeyViews = std::map<std::wstring_view, const std::wstring*, ORV::WNoCase>;
-  using SectionViews = std::map<std::wstring_view, KeyViews, ORV::WNoCase>;
-
   /// The file at path, loaded, with this store's defaults and values over it.
   Config MergedWithFile(const std::string& path) const;
-  static SectionViews WrittenValues(const Config& store);
-  /// values: a copy of the values to write, used up by the merge.
-  void SaveToFile(const std::string& path, SectionViews values) const;
-  void OutputValues(SectionViews::const_iterator section, Lines& lines) const;
-  void SaveVectorInFile(const std::string& path, const Lines& lines) const;
 
   std::string m_path;
 };

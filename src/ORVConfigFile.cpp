@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <optional>
 #include <stdexcept>
 #include <string_view>
 #include <type_traits>
@@ -20,8 +21,6 @@ namespace ORVFile {
 namespace {
 
 using ORV::Config;
-using Lines = std::vector<std::wstring>;
-using LineViews = std::vector<std::wstring_view>;
 
 using Kind = detail::ConfigLine::Kind;
 
@@ -93,36 +92,30 @@ auto UnitValues(std::basic_string_view<Unit> text) {
   return reinterpret_cast<const Value*>(text.data());
 }
 
-template <class Unit>
-std::wstring Units(std::basic_string_view<Unit> text) {
-  return std::wstring(UnitValues(text), UnitValues(text) + text.size());
+// As the runtime's text mode writes 16-bit text with the default conversion:
+// one byte per unit ("?" above U+00FF, as ISO-8859-1 has no other), "\n" as
+// CR LF.
+void AppendText(std::string& bytes, std::wstring_view text) {
+  for (const wchar_t unit : text) {
+    if (unit == L'\n') bytes += '\r';
+    bytes += unit <= 0xFF ? static_cast<char>(unit) : '?';
+  }
 }
 
-// As Units, at the end of to: resized once, as append would make a
-// temporary string from bytes first.
-std::wstring& AppendUnits(std::wstring& to, std::string_view text) {
-  const std::size_t at = to.size();
-  to.resize(at + text.size());
-  std::copy(UnitValues(text), UnitValues(text) + text.size(), to.begin() + static_cast<std::ptrdiff_t>(at));
-  return to;
-}
-
-std::wstring Joined(std::wstring_view head, std::wstring_view tail) {
-  std::wstring line;
-  line.reserve(head.size() + tail.size());
-  return line.append(head).append(tail);
-}
-
-// The lines of one key: prefix and a piece of the value for each piece, or,
-// when the value has none, name + " = " + the value as it stands.
-void AppendKeyLines(std::wstring_view name, std::wstring_view prefix, const std::wstring& value, bool atReturnToo,
-                    Lines& out) {
+// The lines of one key: prefix (bytes) and a piece of the value for each
+// piece, or, when the value has none, name + " = " + the value as it stands.
+void AppendKeyLines(std::string& bytes, std::string_view prefix, std::wstring_view name, std::wstring_view value,
+                    bool atReturnToo) {
   bool anyPiece = false;
-  ForEachPiece(std::wstring_view(value), atReturnToo, [&](std::wstring_view piece) {
-    out.push_back(Joined(prefix, piece));
+  ForEachPiece(value, atReturnToo, [&](std::wstring_view piece) {
+    AppendText(bytes.append(prefix), piece);
+    bytes += "\r\n";
     anyPiece = true;
   });
-  if (!anyPiece) out.push_back(Joined(Joined(name, L" = "), value));
+  if (anyPiece) return;
+  AppendText(bytes, name);
+  AppendText(bytes += " = ", value);
+  bytes += "\r\n";
 }
 
 [[noreturn]] void RaiseInvalid(const detail::ThrowSite& site) {
@@ -264,16 +257,6 @@ class TemporaryFile {
   std::string m_target, m_reported, m_name;
 };
 
-// The temporary file exists and is empty: OPEN_ALWAYS, no truncating open.
-// The data reaches the disk before the name moves over the old file.
-void WriteAll(const std::string& path, const std::string& bytes) {
-  CFile file(path);
-  file.Open(OpenMode::ReadWrite);
-  if (!bytes.empty()) file.Write(bytes.data(), 1, static_cast<std::uint32_t>(bytes.size()));
-  file.Flush();
-  file.Close();
-}
-
 // Through the file handle, so that its fault table reaches these calls too.
 // Missing: created first. Present but unreadable: the second open says why.
 std::uint32_t OpenOrCreate(CFile& file, const std::string& path) {
@@ -303,16 +286,18 @@ void FeedBlock(std::string_view block, std::string& carry, Visit& visit) {
   carry.assign(block.substr(last + 1));
 }
 
-// Calls visit with each line of the file, each byte one unit. Read in blocks:
-// a load keeps the store in memory, never a copy of the whole file as well
-// (fresh pages are what loading costs most under Wine).
-template <class Visit>
-void ForEachFileLine(const std::string& path, Visit&& visit) {
+// Calls opened with the file's size, then visit with each line of the file,
+// each byte one unit. Read in blocks: a load keeps the store in memory, never
+// a copy of the whole file as well (fresh pages are what loading costs most
+// under Wine).
+template <class Opened, class Visit>
+void ForEachFileLine(const std::string& path, Opened&& opened, Visit&& visit) {
   constexpr std::uint32_t kBlock = 64 * 1024;
   std::string carry;
   try {
     CFile file(path, FileHint::SequentialScan);
     const std::uint32_t size = OpenOrCreate(file, path);
+    opened(size);
     std::string block(std::min(size, kBlock), '\0');
     for (std::uint32_t left = size; left != 0;) {
       const std::uint32_t length = std::min(left, kBlock);
@@ -325,24 +310,6 @@ void ForEachFileLine(const std::string& path, Visit&& visit) {
     RaiseCannotOpen(ORVFILE_THROW_SITE, ErrorOf(failure), path);
   }
   if (!carry.empty()) visit(std::string_view(carry));
-}
-
-// As the runtime's text mode writes 16-bit text with the default conversion:
-// one byte per unit ("?" above U+00FF, as ISO-8859-1 has no other), "\n" as
-// CR LF, a line end after each line.
-std::string TextModeBytes(const Lines& lines) {
-  std::size_t size = 0;
-  for (const std::wstring& line : lines) size += line.size() + 2;
-  std::string bytes;
-  bytes.reserve(size);
-  for (const std::wstring& line : lines) {
-    for (const wchar_t unit : line) {
-      if (unit == L'\n') bytes += '\r';
-      bytes += unit <= 0xFF ? static_cast<char>(unit) : '?';
-    }
-    bytes += "\r\n";
-  }
-  return bytes;
 }
 
 std::wstring ReadSource(ORV::BinaryStreamBuf& source, ORV::CHARSET charset) {
@@ -365,26 +332,110 @@ bool IsKey(std::wstring_view name) {
   return !name.empty();
 }
 
-// What the grammar could not read back: see the header.
-template <class Sections>
-void CheckSavable(const Sections& values) {
-  for (const auto& section : values) {
-    if (section.first.empty() || section.first.find_first_of(L"\r\n") != std::wstring_view::npos)
-      RaiseInvalid(ORVFILE_THROW_SITE);
-    for (const auto& key : section.second)
-      if (!IsKey(key.first)) RaiseInvalid(ORVFILE_THROW_SITE);
+// The values a save still has to write, in the store's (WNoCase) order:
+// pointers to its entries (the store outlives the save), each section and
+// key written once, then done. Defaults (Config::FindDefaults) are left out,
+// and so is a section that holds nothing but defaults.
+class Pending {
+ public:
+  using Key = Config::Keys::value_type;
+  struct Section {
+    const Config::Map::value_type* entry;
+    std::size_t first, last;  // its keys, [first, last)
+  };
+
+  explicit Pending(const Config& store) {
+    std::size_t count = 0;
+    for (const auto& section : store.Values()) count += section.second.size();
+    m_keys.reserve(count);
+    for (const auto& section : store.Values()) {
+      const Config::Keys defaults = store.FindDefaults(section.first);
+      const std::size_t first = m_keys.size();
+      for (const auto& key : section.second)
+        if (defaults.empty() || defaults.count(key.first) == 0) m_keys.push_back(&key);
+      if (defaults.empty() || m_keys.size() != first) m_sections.push_back({&section, first, m_keys.size()});
+    }
+    m_sectionDone.resize(m_sections.size());
+    m_keyDone.resize(m_keys.size());
   }
+
+  std::size_t Sections() const { return m_sections.size(); }
+  std::wstring_view SectionName(std::size_t section) const { return m_sections[section].entry->first; }
+  bool SectionDone(std::size_t section) const { return m_sectionDone[section]; }
+  std::size_t FirstKey(std::size_t section) const { return m_sections[section].first; }
+  std::size_t EndKey(std::size_t section) const { return m_sections[section].last; }
+  const Key& KeyAt(std::size_t key) const { return *m_keys[key]; }
+  bool KeyDone(std::size_t key) const { return m_keyDone[key]; }
+  void DoneSection(std::size_t section) { m_sectionDone[section] = true; }
+  void DoneKey(std::size_t key) { m_keyDone[key] = true; }
+
+  static constexpr std::size_t kNone = ~std::size_t(0);
+  /// kNone when absent or done.
+  std::size_t FindSection(std::wstring_view name) const {
+    const std::size_t found = Find(0, m_sections.size(), name, [&](std::size_t i) { return SectionName(i); });
+    return found == kNone || SectionDone(found) ? kNone : found;
+  }
+  std::size_t FindKey(std::size_t section, std::wstring_view name) const {
+    const std::size_t found = Find(FirstKey(section), EndKey(section), name,
+                                   [&](std::size_t i) { return std::wstring_view(KeyAt(i).first); });
+    return found == kNone || KeyDone(found) ? kNone : found;
+  }
+
+  // What the grammar could not read back: see the header.
+  void CheckSavable() const {
+    for (std::size_t s = 0; s < Sections(); ++s)
+      if (SectionName(s).empty() || SectionName(s).find_first_of(L"\r\n") != std::wstring_view::npos)
+        RaiseInvalid(ORVFILE_THROW_SITE);
+    for (const Key* key : m_keys)
+      if (!IsKey(key->first)) RaiseInvalid(ORVFILE_THROW_SITE);
+  }
+
+ private:
+  // Binary search over [first, last) in WNoCase order.
+  template <class NameOf>
+  static std::size_t Find(std::size_t first, std::size_t end, std::wstring_view name, NameOf nameOf) {
+    const ORV::WNoCase less;
+    std::size_t last = end;
+    while (first < last) {
+      const std::size_t middle = first + (last - first) / 2;
+      if (less(nameOf(middle), name))
+        first = middle + 1;
+      else
+        last = middle;
+    }
+    return first < end && !less(name, nameOf(first)) ? first : kNone;
+  }
+
+  std::vector<Section> m_sections;
+  std::vector<const Key*> m_keys;
+  std::vector<bool> m_sectionDone, m_keyDone;
+};
+
+// The lines of the keys of section not yet written, in the store's order.
+void OutputValues(Pending& values, std::size_t section, std::string& bytes) {
+  std::string prefix;
+  for (std::size_t key = values.FirstKey(section); key != values.EndKey(section); ++key) {
+    if (values.KeyDone(key)) continue;
+    const auto& [name, value] = values.KeyAt(key);
+    prefix.clear();
+    AppendText(prefix, name);
+    AppendKeyLines(bytes, prefix += " = ", name, value.first, true);
+  }
+  values.DoneSection(section);
 }
 
-// Builds the store's values line by line, as the format says.
+// Builds the store's values line by line, as the format says, every node
+// and text in the map's arena.
 class MapBuilder {
  public:
+  explicit MapBuilder(Config::Map& values) : m_values(values) {}
+
   template <class Unit>
   void operator()(std::basic_string_view<Unit> units) {
     const ScannedLine<Unit> line = Scan(units);
     switch (line.kind) {
       case Kind::Section: {
-        const auto inserted = m_values.emplace(Units(line.name), Config::Keys());
+        const auto inserted = m_values.emplace(Text(line.name), Config::Keys(m_values.get_allocator()));
         if (!inserted.second) RaiseInvalid(ORVFILE_THROW_SITE);
         m_current = &inserted.first->second;
         break;
@@ -392,8 +443,10 @@ class MapBuilder {
       case Kind::Key: {
         if (m_current == nullptr) RaiseInvalid(ORVFILE_THROW_SITE);
         // A repeated key adds a line to its value.
-        const auto inserted = m_current->emplace(Units(line.name), Config::Value(Units(line.value), false));
-        if (!inserted.second) (inserted.first->second.first += L'\n').append(Units(line.value));
+        const auto inserted = m_current->emplace(Text(line.name), Config::Value(Text(line.value), false));
+        if (!inserted.second)
+          (inserted.first->second.first += L'\n')
+              .append(UnitValues(line.value), UnitValues(line.value) + line.value.size());
         break;
       }
       case Kind::Blank:
@@ -403,23 +456,135 @@ class MapBuilder {
     }
   }
 
-  Config::Map& Values() { return m_values; }
-
  private:
-  Config::Map m_values;
+  template <class Unit>
+  Config::String Text(std::basic_string_view<Unit> units) const {
+    return Config::String(UnitValues(units), UnitValues(units) + units.size(), m_values.get_allocator());
+  }
+
+  Config::Map& m_values;
   Config::Keys* m_current = nullptr;
 };
 
-Config::Map LoadFile(const std::string& path) {
-  MapBuilder builder;
-  ForEachFileLine(path, builder);
-  return std::move(builder.Values());
+void LoadFile(const std::string& path, Config::Map& values) {
+  MapBuilder builder(values);
+  ForEachFileLine(
+      path, [](std::uint32_t) {}, builder);
 }
 
-Config::Map LoadText(std::wstring_view text) {
-  MapBuilder builder;
+void LoadText(std::wstring_view text, Config::Map& values) {
+  MapBuilder builder(values);
   ForEachPiece(text, true, builder);
-  return std::move(builder.Values());
+}
+
+// The new content of a save, written in pieces to a temporary file beside
+// the target (see TemporaryFile) through one buffer of 256 KiB: a buffer of
+// the whole file would touch fresh pages, which cost more than the writes.
+class NewFile {
+ public:
+  explicit NewFile(const std::string& path) : m_path(path) {}
+
+  // Once the present file is open, or made: the target exists. The
+  // temporary file exists and is empty: OPEN_ALWAYS, no truncating open.
+  void Open() {
+    m_temporary.emplace(SaveTarget(m_path), m_path);
+    m_file.emplace(m_temporary->Name());
+    m_file->Open(OpenMode::ReadWrite);
+    m_bytes.reserve(kPiece + kPiece / 4);
+  }
+  std::string& Bytes() { return m_bytes; }
+  bool Empty() const { return m_written == 0 && m_bytes.empty(); }
+  void WriteIfFull() {
+    if (m_bytes.size() >= kPiece) Write();
+  }
+  // The data reaches the disk before the name moves over the old file.
+  void Commit() {
+    try {
+      Write();
+      m_file->Flush();
+      m_file->Close();
+    } catch (const FileException& failure) {
+      RaiseCannotOpen(ORVFILE_THROW_SITE, ErrorOf(failure), m_path);
+    }
+    m_temporary->Replace();
+  }
+
+ private:
+  static constexpr std::size_t kPiece = 256 * 1024;
+
+  void Write() {
+    if (!m_bytes.empty()) m_file->Write(m_bytes.data(), 1, static_cast<std::uint32_t>(m_bytes.size()));
+    m_written += m_bytes.size();
+    m_bytes.clear();
+  }
+
+  const std::string& m_path;
+  std::optional<TemporaryFile> m_temporary;  // before m_file: the file is closed before it is deleted
+  std::optional<CFile> m_file;
+  std::string m_bytes;
+  std::size_t m_written = 0;
+};
+
+// The file at path rewritten with values, its layout kept, line by line:
+// the file's own bytes go through as they are.
+void SaveToFile(const std::string& path, Pending& values) {
+  NewFile out(path);
+  std::string& bytes = out.Bytes();
+  std::size_t current = Pending::kNone;
+  std::wstring name;  // a name of the file, each byte one unit
+  const auto find = [&](std::string_view units, auto&& finder) {
+    name.assign(UnitValues(units), UnitValues(units) + units.size());
+    return finder(std::wstring_view(name));
+  };
+  // Every kept section header comes after one empty line, except at the start.
+  const auto openSection = [&] {
+    if (!out.Empty()) bytes += "\r\n";
+  };
+  const auto closeSection = [&] {
+    if (current != Pending::kNone) OutputValues(values, current, bytes);
+    current = Pending::kNone;
+  };
+  std::string prefix;
+  ForEachFileLine(
+      path, [&](std::uint32_t) { out.Open(); },
+      [&](std::string_view text) {
+        const auto line = Scan(text);
+        switch (line.kind) {
+          case Kind::Section:
+            closeSection();
+            current = find(line.name, [&](std::wstring_view n) { return values.FindSection(n); });
+            if (current == Pending::kNone) break;
+            openSection();
+            bytes.append(text) += "\r\n";
+            break;
+          case Kind::Key: {
+            if (current == Pending::kNone) break;
+            const std::size_t key = find(line.name, [&](std::wstring_view n) { return values.FindKey(current, n); });
+            if (key == Pending::kNone) break;
+            // "  port   = 80" -> "  port   = 81": the text before "=" stays.
+            prefix.assign(text.substr(0, text.find('='))) += "= ";
+            AppendKeyLines(bytes, prefix, values.KeyAt(key).first, values.KeyAt(key).second.first, false);
+            values.DoneKey(key);
+            break;
+          }
+          case Kind::Blank:
+            bytes.append(text) += "\r\n";
+            break;
+          case Kind::Invalid:
+            break;
+        }
+        out.WriteIfFull();
+      });
+  closeSection();
+  for (std::size_t section = 0; section < values.Sections(); ++section) {
+    if (values.SectionDone(section)) continue;
+    openSection();
+    AppendText(bytes += '[', values.SectionName(section));
+    bytes += "]\r\n";
+    OutputValues(values, section, bytes);
+    out.WriteIfFull();
+  }
+  out.Commit();
 }
 
 }  // namespace
@@ -427,13 +592,13 @@ Config::Map LoadText(std::wstring_view text) {
 ConfigFile::ConfigFile() = default;
 
 ConfigFile::ConfigFile(const std::string& path, ORV::SmartPtrToConst<Config> defaults) : m_path(path) {
-  SetValues(LoadFile(path));
+  LoadFile(path, NewValues());
   if (defaults) LoadDefault(defaults->Values());
   SetReference();
 }
 
 ConfigFile::ConfigFile(ORV::BinaryStreamBuf& source, const ORV::CHARSET& charset) {
-  SetValues(LoadText(ReadSource(source, charset)));
+  LoadText(ReadSource(source, charset), NewValues());
   SetReference();
 }
 
@@ -456,120 +621,27 @@ const std::string& ConfigFile::Path() const { return m_path; }
 // that the views into it stay valid whatever the merge builds.
 void ConfigFile::Save(const std::string& path, bool merge) {
   const Config store = merge && IsFileWrp(path) ? MergedWithFile(path) : Config(*this);
-  SectionViews values = WrittenValues(store);
-  CheckSavable(values);
-  SaveToFile(path, std::move(values));
+  Pending values(store);
+  values.CheckSavable();
+  SaveToFile(path, values);
   SetReference();
 }
 
-// Defaults (FindDefaults) go, and so does a section that held nothing but
-// defaults. Both maps have one order, so each entry goes in at the end.
-ConfigFile::SectionViews ConfigFile::WrittenValues(const Config& store) {
-  SectionViews written;
-  for (const auto& section : store.Values()) {
-    const Keys defaults = store.FindDefaults(section.first);
-    KeyViews keys;
-    for (const auto& key : section.second)
-      if (defaults.count(key.first) == 0) keys.emplace_hint(keys.end(), key.first, &key.second.first);
-    if (defaults.empty() || !keys.empty()) written.emplace_hint(written.end(), section.first, std::move(keys));
-  }
-  return written;
-}
-
-void ConfigFile::LoadFileInVector(const std::string& path, std::wstring& text, LineViews& lines) const {
-  text.clear();
-  ForEachFileLine(path, [&](std::string_view line) { AppendUnits(text, line).push_back(L'\n'); });
-  lines.clear();
-  ForEachPiece(std::wstring_view(text), true, [&](std::wstring_view line) { lines.push_back(line); });
-}
-
 Config ConfigFile::MergedWithFile(const std::string& path) const {
-  Config merged(LoadFile(path));
+  ConfigFile merged;
+  LoadFile(path, merged.NewValues());
+  merged.SetReference();
   merged.LoadDefault(Defaults());
   merged.Merge(Values());
   return merged;
-}
-
-// remaining: the copy of the values that the merge works down.
-void ConfigFile::SaveToFile(const std::string& path, SectionViews remaining) const {
-  std::wstring text;
-  LineViews present;
-  LoadFileInVector(path, text, present);
-  Lines out;
-  auto current = remaining.end();
-  // The keys the file did not hold go at the end of their section.
-  const auto closeSection = [&] {
-    if (current == remaining.end()) return;
-    OutputValues(current, out);
-    remaining.erase(current);
-    current = remaining.end();
-  };
-  std::wstring prefix;
-  for (const std::wstring_view text : present) {
-    const auto line = Scan(text);
-    switch (line.kind) {
-      case Kind::Section:
-        closeSection();
-        current = remaining.find(line.name);
-        if (current != remaining.end()) {
-          out.emplace_back();
-          out.emplace_back(text);
-        }
-        break;
-      case Kind::Key: {
-        if (current == remaining.end()) break;
-        const auto key = current->second.find(line.name);
-        if (key == current->second.end()) break;
-        // "  port   = 80" -> "  port   = 81": the text before "=" stays.
-        prefix.assign(text.substr(0, text.find(L'='))).append(L"= ");
-        AppendKeyLines(line.name, prefix, *key->second, false, out);
-        current->second.erase(key);
-        break;
-      }
-      case Kind::Blank:
-        out.emplace_back(text);
-        break;
-      case Kind::Invalid:
-        break;
-    }
-  }
-  closeSection();
-  while (!remaining.empty()) {
-    out.emplace_back();
-    out.push_back(Joined(Joined(L"[", remaining.begin()->first), L"]"));
-    OutputValues(remaining.begin(), out);
-    remaining.erase(remaining.begin());
-  }
-  while (!out.empty() && out.back().empty()) out.pop_back();
-  if (!out.empty() && out.front().empty()) out.erase(out.begin());
-  SaveVectorInFile(path, out);
-}
-
-void ConfigFile::OutputValues(SectionViews::const_iterator section, Lines& lines) const {
-  std::wstring prefix;
-  for (const auto& key : section->second) {
-    prefix.assign(key.first).append(L" = ");
-    AppendKeyLines(key.first, prefix, *key.second, true, lines);
-  }
-}
-
-void ConfigFile::SaveVectorInFile(const std::string& path, const Lines& lines) const {
-  const std::string bytes = TextModeBytes(lines);
-  TemporaryFile temporary(SaveTarget(path), path);
-  try {
-    WriteAll(temporary.Name(), bytes);
-  } catch (const FileException& failure) {
-    RaiseCannotOpen(ORVFILE_THROW_SITE, ErrorOf(failure), path);
-  }
-  temporary.Replace();
 }
 
 namespace detail {
 
 namespace {
 
-// The reference the scanner stands for: every expression in the format's
-// order, as the loader of the format describes it.
+// The reference the scanner follows: every expression in the format's order,
+// as the loader of the format describes it.
 ConfigLine ByExpressions(std::wstring_view line) {
   static const ConfigGrammar grammar;
   boost::match_results<const wchar_t*> match;
@@ -584,11 +656,7 @@ ConfigLine ByExpressions(std::wstring_view line) {
 
 }  // namespace
 
-ConfigLine ReadConfigLineForTesting(std::wstring_view line, bool byExpressions) {
-  if (!byExpressions) {
-    const auto scanned = Scan(line);
-    return {scanned.kind, std::wstring(scanned.name), std::wstring(scanned.value)};
-  }
+ConfigLine ReadConfigLineForTesting(std::wstring_view line) {
   try {
     return ByExpressions(line);
   } catch (const std::runtime_error&) {

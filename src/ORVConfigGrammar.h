@@ -1,9 +1,8 @@
 // The grammar of configuration files (see ORVConfigFile.h): the three
 // expressions that a whole line must match, in the form Boost.Regex compiles
 // them. ConfigFile reads lines with a scanner that follows them by hand; the
-// test seam (ORVConfigSeam.h) runs them against it, and the benchmark of
-// loading measures their cost alone. Internal to the library and its
-// benchmark: include after win32.h, with BOOST_REGEX_STANDALONE defined
+// test seam (ORVConfigSeam.h) gives tests their reading as the reference.
+// Internal to the library: include after win32.h, with BOOST_REGEX_STANDALONE defined
 // (orv_use_boost_regex in CMake).
 //
 // The format's [[:blank:]] is space and tab. Boost's class asks the user's

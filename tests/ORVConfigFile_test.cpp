@@ -1,5 +1,3 @@
-#include "win32.h"
-
 #include <gtest/gtest.h>
 
 #include <random>
@@ -7,8 +5,6 @@
 
 #include "ORVConfigFile.h"
 #include "ORVConfigSeam.h"
-#include "ORVFileException.h"
-#include "ORVFileMsg-I.h"
 #include "ORVFileTestSupport.h"
 #include "ORVMemoryBuffer.h"
 
@@ -34,35 +30,11 @@ std::wstring Dump(const Config& store) { return Dump(store.Values()); }
 
 std::wstring Widen(const std::string& bytes) { return ORV::ConvertToWide(bytes, ORV::CHARSET_ISO_8859_1); }
 
-// Lines of every kind, mostly of valid shapes around random units, so that
-// whole sources of them are often valid too.
-std::wstring RandomLine(std::mt19937& random, std::wstring_view units) {
-  std::wstring tail;
-  for (int n = random() % 10; n > 0; --n) tail += units[random() % units.size()];
-  const wchar_t* shapes[] = {L"k = ", L" K\t=", L" x.y=", L"\t; ", L"[", L"", L"k", L"[s] ", L" [S]", L"  "};
-  const std::size_t shape = random() % std::size(shapes);
-  return shape > 6 ? shapes[shape] : shapes[shape] + tail + (shape == 4 ? L"]" : L"");
-}
-
-// Units that each expression treats apart, and some that no rule names: NUL,
-// line separators other than "\n" and "\r", blanks of other scripts.
-TEST(ConfigGrammar, TheScannerReadsEveryLineAsTheThreeExpressions) {
-  const wchar_t units[] = L" \t[];=aZ09_.-#\0\f\v\x00A0\x3000\x2028\x0085\x00E9";
-  std::mt19937 random(3);
-  int kinds[4] = {};
-  for (int i = 0, count = 300000 * orvtest::TestScale(); i < count; ++i) {
-    const std::wstring line = RandomLine(random, std::wstring_view(units, std::size(units) - 1));
-    const ConfigLine byScanner = ReadConfigLineForTesting(line, false);
-    ASSERT_TRUE(byScanner == ReadConfigLineForTesting(line, true)) << ::testing::PrintToString(line);
-    ++kinds[static_cast<int>(byScanner.kind)];
-  }
-  for (const int count : kinds) EXPECT_GT(count, 3000 * orvtest::TestScale()) << "a kind the generator rarely makes";
-}
-
 using ConfigFileTest = orvtest::TempDirTest;
 
-// Boost's backtracking gave up (regex_error) on about 55,000 one-letter
-// words. The file is read in blocks of 64 KiB: lines end around each end.
+// Lines of any length (Boost's backtracking gave up on some 55,000 words),
+// whose ends fall around the ends of the 64 KiB blocks a file is read in;
+// saved, they fill more than one piece of the writing buffer.
 TEST_F(ConfigFileTest, LinesOfAnyLengthWhereverTheBlocksEnd) {
   std::string words = "w";
   for (int i = 0; i < 70000; ++i) words += " w";
@@ -74,34 +46,33 @@ TEST_F(ConfigFileTest, LinesOfAnyLengthWhereverTheBlocksEnd) {
     store.Save(P("long.ini"), false);
     EXPECT_EQ(Dump(ConfigFile(P("long.ini"))), Dump(store));
   }
-  Put("long.ini", "[s]\nk" + words);
-  EXPECT_EQ(Catch([&] { ConfigFile invalid(P("long.ini")); }).type, "InvalidConfigException");
   Remove("long.ini");
 }
 
+// A failure names the path, and records why: missing directory, a directory,
+// a file held by another process (left as it was, neither truncated nor replaced).
 TEST_F(ConfigFileTest, SourcesThatCannotBeReadOrHoldTheSameSectionTwice) {
   EXPECT_EQ(Dump(ConfigFile(P("new.ini"))), L"");  // a missing file is created empty
   EXPECT_EQ(Got("new.ini"), "");
   Remove("new.ini");
-  const auto missing = Catch([&] { ConfigFile unreachable(P("no\\dir.ini")); });
-  EXPECT_EQ(missing.type, "CannotOpenSourceException");
-  EXPECT_EQ(missing.lastError, static_cast<unsigned>(ERROR_PATH_NOT_FOUND));
-  EXPECT_EQ(Catch([&] { ConfigFile directory(m_dir); }).lastError, static_cast<unsigned>(ERROR_ACCESS_DENIED));
+  const auto cannotOpen = [&](const std::string& name, unsigned error) {
+    EXPECT_EQ(Raises([&] { ConfigFile store(P(name)); }, name),
+              std::make_tuple(std::string("CannotOpenSourceException"), 0u, error, true));
+  };
+  cannotOpen("no\\dir.ini", ERROR_PATH_NOT_FOUND);
+  cannotOpen("", ERROR_ACCESS_DENIED);
   Put("held.ini", "[a]\nk=1");
-  {
-    orvtest::SeamGuard guard;
-    orvtest::g_fakeError = ERROR_SHARING_VIOLATION;
-    guard.Calls().CreateFileA = orvtest::Failing<decltype(guard.Calls().CreateFileA)>::Call;
-    EXPECT_EQ(Catch([&] { ConfigFile held(P("held.ini")); }).lastError, static_cast<unsigned>(ERROR_SHARING_VIOLATION));
-  }
-  EXPECT_EQ(Got("held.ini"), "[a]\nk=1");  // neither truncated nor replaced
+  orvtest::SeamGuard guard;
+  orvtest::g_fakeError = ERROR_SHARING_VIOLATION;
+  guard.Calls().CreateFileA = orvtest::Failing<decltype(guard.Calls().CreateFileA)>::Call;
+  cannotOpen("held.ini", ERROR_SHARING_VIOLATION);
+  EXPECT_EQ(Got("held.ini"), "[a]\nk=1");
   Remove("held.ini");
   // A buffer in UTF-8 is read from its start, whatever its read position.
   ORVFile::MemoryBuffer twice("[\xC3\xA9]\n[\xC3\x89]", 13);
   twice.SeekG(4, ORV::BinaryStreamBuf::Begin);
   const auto invalid = Catch([&] { ConfigFile store(twice, ORV::CHARSET_UTF8); });
-  EXPECT_EQ(invalid.what, L"The configuration source is invalid.");
-  EXPECT_EQ(invalid.number, ORVFile::MSG_INVALID_CONFIG_SOURCE);
+  EXPECT_EQ(invalid.what + std::to_wstring(invalid.number), L"The configuration source is invalid.14");
 }
 
 // One file edited every way, saved through a symbolic link to it where one
@@ -114,6 +85,7 @@ TEST_F(ConfigFileTest, SaveKeepsTheLayoutTheLinkAndTheAttributesOrLeavesTheFileA
       "\n; head\n\n\n[a]\n  k   = 1\nj=2\nK = 2\nport = 8080\n; about b\n  \n[b]\n; in b\nm=3\n[c]\nx=1\n; c\n");
   ConfigFile store(P("real.ini"), ORV::SmartPtrToConst<Config>(defaults));
   EXPECT_EQ(Dump(store), L"[a]j=2|k=1\n2|port=8080|[b]m=3|[c]x=1|[ui]theme*=dark|");
+  EXPECT_EQ(store.GetValue(L"UI", L"THEME") + store.GetValue(L"x", L"y", L"?"), L"dark?");
   store.SetValue(L"A", L"K", L"x\r\n\ny");
   store.RemoveKey(L"a", L"j");
   store.RemoveKey(L"a", L"port");  // the default shows again, and is not written
@@ -156,14 +128,14 @@ TEST_F(ConfigFileTest, SaveKeepsTheLayoutTheLinkAndTheAttributesOrLeavesTheFileA
   EXPECT_EQ(Got("real.ini"), saved);
   EXPECT_TRUE(store.IsModified());
 
+  Put("other.ini", "#x\n[c]\n");  // a line the grammar refuses does not stop a save: it goes
+  store.Save(P("other.ini"), false);
+  EXPECT_EQ(Got("other.ini").substr(0, 5), "[c]\r\n");
   Put("other.ini", "[c]\nx=h\nw=2\n[d]\ny=3\n");  // another writer's: merged, its keys kept
   store.Save(P("other.ini"), true);
   EXPECT_EQ(Got("other.ini"),
             "[c]\r\nx= 9\r\nw= 2\r\nn = p\r\nn = q\r\nz = ?\r\n\r\n[d]\r\ny= 3\r\n\r\n[a]\r\nk = x\r\nk = "
             "y\r\n\r\n[m]\r\ne = \r\n\r\n");
-  Put("other.ini", "[a]\n[a]\n");
-  EXPECT_EQ(Catch([&] { store.Save(P("other.ini"), true); }).type, "InvalidConfigException");
-  EXPECT_EQ(Got("other.ini"), "[a]\n[a]\n");
   Remove("other.ini");
   Remove("real.ini");
 }
@@ -177,31 +149,41 @@ bool Parse(const std::wstring& source, Config::Map& model, bool saved) {
   Config::Keys* current = nullptr;
   for (std::size_t start = 0, end; start < source.size(); start = end + 1) {
     end = std::min(source.find_first_of(L"\r\n", start), source.size());
-    const ConfigLine line = ReadConfigLineForTesting(source.substr(start, end - start), true);
+    const ConfigLine line = ReadConfigLineForTesting(source.substr(start, end - start));
     if (line.kind == ConfigLine::Kind::Section && !model.emplace(line.name, Config::Keys()).second) return false;
-    if (line.kind == ConfigLine::Kind::Section) current = &model[line.name];
+    if (line.kind == ConfigLine::Kind::Section) current = &model.find(line.name)->second;
     if (line.kind == ConfigLine::Kind::Invalid || (line.kind == ConfigLine::Kind::Key && !current)) return false;
     if (line.kind != ConfigLine::Kind::Key) continue;
-    std::wstring& value = current->emplace(line.name, Config::Value(L"\r", false)).first->second.first;  // new: "\r"
-    value = value == L"\r" ? line.value : saved && line.value.empty() ? value : value + L"\n" + line.value;
+    Config::String& value = current->emplace(line.name, Config::Value(L"\r", false)).first->second.first;  // new: "\r"
+    value = value == L"\r"                ? Config::String(line.value)
+            : saved && line.value.empty() ? value
+                                          : value + L"\n" + Config::String(line.value);
     if (saved && !value.empty() && value.front() == L'\n') value.erase(0, 1);
   }
   return true;
 }
 
-// Bytes of every kind after a section, at every line end.
+// Lines of every kind, mostly of valid shapes around random units, so that
+// whole sources of them are often valid too; the units: those that each
+// expression treats apart, and some that no rule names (NUL, blanks of other
+// scripts, line separators other than "\n" and "\r"). Every line end.
 std::wstring RandomSource(std::mt19937& random) {
-  const wchar_t units[] = L" \t[];=aZ_.-#\x00A0\x00E9\x0080\x00FF\x000B";
+  const std::wstring_view units(L" \t[];=aZ09_.-#\0\f\v\x00A0\x3000\x2028\x0085\x00E9\x0080\x00FF", 23);
   const wchar_t* ends[] = {L"\n", L"\r", L"\r\n", L"\n\n"};
+  const wchar_t* shapes[] = {L"k = ", L" K\t=", L" x.y=", L"\t; ", L"[", L"", L"k", L"[s] ", L" [S]", L"  "};
   std::wstring source = random() % 8 ? L"[s]" : L"";
-  for (int n = random() % 8; n > 0; --n)
-    source += ends[random() % std::size(ends)] + RandomLine(random, std::wstring_view(units, std::size(units) - 1));
+  for (int n = random() % 8; n > 0; --n) {
+    const std::size_t shape = random() % std::size(shapes);
+    source += ends[random() % std::size(ends)] + std::wstring(shapes[shape]);
+    for (int tail = shape > 6 ? 0 : random() % 10; tail > 0; --tail) source += units[random() % units.size()];
+    if (shape == 4) source += L"]";
+  }
   return source;
 }
 
 TEST_F(ConfigFileTest, GeneratedSourcesLoadAsTheModelSaysAndSurviveSaving) {
   std::mt19937 random(7);
-  const int count = 5000 * orvtest::TestScale();
+  const int count = 10000 * orvtest::TestScale();
   int valid = 0;
   for (int i = 0; i < count; ++i) {
     const std::wstring units = RandomSource(random);
@@ -218,7 +200,8 @@ TEST_F(ConfigFileTest, GeneratedSourcesLoadAsTheModelSaysAndSurviveSaving) {
     ASSERT_EQ(raised.type, parsed ? "" : "InvalidConfigException") << i << ": " << ::testing::PrintToString(source);
     if (!parsed) continue;
     ASSERT_EQ(loaded, Dump(model)) << i << ": " << ::testing::PrintToString(source);
-    if (++valid % 16 != 0) continue;  // saving costs files written and moved: one in sixteen
+    // Saving costs files written and moved: one in 32 of the sources a file can hold.
+    if (++valid % 32 != 0 || units.find_first_of(L"\x3000\x2028") != std::wstring::npos) continue;
 
     Put("src.ini", source);
     ConfigFile store(P("src.ini"));

@@ -1,10 +1,9 @@
-// The configuration grammar seam, for tests: one line read by the scanner
-// that ConfigFile uses, or by the format's three regular expressions (see
-// ORVConfigFile.h) that the scanner stands for, so that a test can feed both
-// the same lines and compare:
+// The configuration grammar seam, for tests: one line read by the format's
+// three regular expressions (see ORVConfigFile.h), the reference that
+// ConfigFile's hand scanner follows, so that a test can build the store a
+// source must load as and compare it with what ConfigFile loads:
 //
-//   using ORVFile::detail::ReadConfigLineForTesting;
-//   EXPECT_EQ(ReadConfigLineForTesting(L"  k = a b ", false), ReadConfigLineForTesting(L"  k = a b ", true));
+//   ORVFile::detail::ReadConfigLineForTesting(L"  k = a b ").value == L"a b"
 //
 // Test-only: production code never calls it.
 #pragma once
@@ -25,17 +24,12 @@ struct ConfigLine {
   std::wstring name;
   /// The value of a key line.
   std::wstring value;
-
-  /// Same kind, name and value.
-  bool operator==(const ConfigLine& other) const {
-    return kind == other.kind && name == other.name && value == other.value;
-  }
 };
 
-/// Test-only: line (without its line end) read by the library's scanner, or,
-/// with byExpressions, by regex_match with the three expressions in the
-/// format's order (section, key, blank). Boost gives up on long lines of
-/// many words (its stack): that raises Config::InvalidConfigException.
-ORVFILE_API ConfigLine ReadConfigLineForTesting(std::wstring_view line, bool byExpressions);
+/// Test-only: line (without its line end) read by regex_match with the three
+/// expressions in the format's order (section, key, blank). Boost gives up on
+/// long lines of many words (its stack): that raises
+/// Config::InvalidConfigException.
+ORVFILE_API ConfigLine ReadConfigLineForTesting(std::wstring_view line);
 
 }  // namespace ORVFile::detail

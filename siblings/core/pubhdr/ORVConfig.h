@@ -38,6 +38,13 @@
 /// a loader after loading and after each save): IsModified tells whether the
 /// values have changed since.
 ///
+/// Memory: a map that a loader fills (NewValues) lives in an arena of large
+/// blocks from the family's memory pool (ORVMemoryPool.h), with its names and
+/// values: a load costs a few block allocations instead of three heap blocks
+/// per key, and blocks a store gave back serve the next load warm. Hence the
+/// texts' polymorphic allocator (Config::String). A changed map, and any copy
+/// of one, lives on the heap as usual.
+///
 /// Ownership: a value type. A copy, and the reference copy, share the values
 /// with the original until one of them changes (copy on write), so copying
 /// and taking the reference cost nothing; the first change after either
@@ -50,7 +57,9 @@
 
 #include <map>
 #include <memory>
+#include <memory_resource>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "ORVBaseException.h"
@@ -63,12 +72,15 @@ namespace ORV {
 
 class ORV_CORE_API Config : public RefCounted {
  public:
+  /// A name or a value: a std::wstring on the map's allocator (it converts
+  /// to std::wstring_view; `std::wstring(text)` makes a plain copy).
+  using String = std::pmr::wstring;
   /// The text and whether it is a default.
-  using Value = std::pair<std::wstring, bool>;
+  using Value = std::pair<String, bool>;
   /// The keys of one section.
-  using Keys = std::map<std::wstring, Value, WNoCase>;
+  using Keys = std::pmr::map<String, Value, WNoCase>;
   /// Every section.
-  using Map = std::map<std::wstring, Keys, WNoCase>;
+  using Map = std::pmr::map<String, Keys, WNoCase>;
 
   /// The root of the store's failures. As in the FileException family, a
   /// copy (copy constructor, Copy, Throw) keeps only the message text; an
@@ -126,28 +138,28 @@ class ORV_CORE_API Config : public RefCounted {
   ~Config() override;
 
   /// True when the section exists (it may be empty).
-  bool HasSection(const std::wstring& section) const;
+  bool HasSection(std::wstring_view section) const;
   /// True when the key shows a value or a default.
-  bool HasKey(const std::wstring& section, const std::wstring& key) const;
+  bool HasKey(std::wstring_view section, std::wstring_view key) const;
   /// The value, or fallback when the key is absent.
-  std::wstring GetValue(const std::wstring& section, const std::wstring& key,
+  std::wstring GetValue(std::wstring_view section, std::wstring_view key,
                         const std::wstring& fallback = std::wstring()) const;
   /// True when the key shows a default.
-  bool IsDefault(const std::wstring& section, const std::wstring& key) const;
+  bool IsDefault(std::wstring_view section, std::wstring_view key) const;
   /// What the store shows: values, and defaults where no value hides them.
   const Map& Values() const;
   /// Every default installed, also those a value of the application hides.
   const Map& Defaults() const;
 
   /// Creates the section (empty) when it is missing.
-  void AddSection(const std::wstring& section);
+  void AddSection(std::wstring_view section);
   /// Creates the section when it is missing; the value becomes the
   /// application's own.
-  void SetValue(const std::wstring& section, const std::wstring& key, const std::wstring& value);
+  void SetValue(std::wstring_view section, std::wstring_view key, std::wstring_view value);
   /// False when the key held no value of the application's own.
-  bool RemoveKey(const std::wstring& section, const std::wstring& key);
+  bool RemoveKey(std::wstring_view section, std::wstring_view key);
   /// False when the section did not exist. Its defaults, if any, stay.
-  bool RemoveSection(const std::wstring& section);
+  bool RemoveSection(std::wstring_view section);
 
   /// Installs every key of defaults as a default (flags ignored), see above.
   void LoadDefault(const Map& defaults);
@@ -155,7 +167,7 @@ class ORV_CORE_API Config : public RefCounted {
   void Merge(const Map& other);
   /// The keys of section that show a default, with their values; empty when
   /// the section does not exist.
-  Keys FindDefaults(const std::wstring& section) const;
+  Keys FindDefaults(std::wstring_view section) const;
 
   /// True when the values differ from the reference copy.
   bool IsModified() const;
@@ -166,10 +178,16 @@ class ORV_CORE_API Config : public RefCounted {
   virtual void Save(const std::string& path, bool merge);
 
  protected:
-  /// Takes values as this store's values, flags as given. They must hold no
-  /// `"\r"` (a loader's lines never do): nothing is normalised here, so that
-  /// loading does not walk every value once more.
-  void SetValues(Map values);
+  /// Replaces the values by an empty map in a fresh arena (see Memory above)
+  /// and returns it, for a loader to fill. Build its nodes with the map's
+  /// allocator, a Value's text too (a pair does not pass the allocator on):
+  /// `keys.emplace(String(name, alloc), Value(String(text, alloc), false))`.
+  /// Values must hold no `"\r"` (a loader's lines never do): nothing is
+  /// normalised, so that loading does not walk every value once more. Call
+  /// SetReference when it is filled: from then on the map is shared with the
+  /// reference copy, so it is never changed in place and the arena, which
+  /// frees nothing before it goes, holds no dead objects.
+  Map& NewValues();
   /// Records the values as the reference copy.
   void SetReference();
 
@@ -177,7 +195,7 @@ class ORV_CORE_API Config : public RefCounted {
   /// The values, unshared first when a copy or the reference copy holds them too.
   Map& Own();
   void Swap(Config& other) noexcept;
-  void InstallDefault(const std::wstring& section, const std::wstring& key, const std::wstring& value);
+  void InstallDefault(std::wstring_view section, std::wstring_view key, std::wstring_view value);
 
   // Shared, never null: copies and the reference copy share one map until a
   // change, so that loading and copying do not copy every value.

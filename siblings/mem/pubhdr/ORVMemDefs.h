@@ -1,13 +1,10 @@
 // Definitions shared by every header of ORVMem160NT, the memory-pool library.
 //
-// Why the module exists while it exports nothing: it is one of the family's
-// six modules, built and installed with the others, so that an application
-// built against the family finds the full module set and can link it (the
-// family's pool, MemoryPool::New and MemoryPool::Delete, belongs here when an
-// application needs it). ORVFile160NT does not import it: no operation of the
-// file library asks for pooled memory. The memory buffer's chunks are plain
-// owned blocks of the global allocator; a pool in front of them would add a
-// call per chunk and buy nothing, since chunks are never moved or resized.
+// The pool (ORVMemoryPool.h) serves the core library's Config, which keeps a
+// loaded map in its blocks. ORVFile160NT does not import the module: the
+// memory buffer's chunks are plain owned blocks of the global allocator; a
+// pool in front of them would add a call per chunk and buy nothing, since
+// chunks are never moved or resized.
 #pragma once
 
 #include "ORVBaseDefs.h"
