@@ -421,8 +421,10 @@ class NewPathT {
   static void CollapseSeparators(String& s, std::size_t root);
   // Dot segments, end trim and root flags, on the state word's kind of path.
   void ResolveDots(String& s, std::size_t root);
-  // The end trim and root flags after the first walk over s left length units.
-  void FinishDots(String& s, std::size_t length, std::size_t root);
+  // The end trim and root flags after the first walk over s left length
+  // units; refused (a position in s, or all ones for none) is cleared when
+  // the end is cut below it.
+  void FinishDots(String& s, std::size_t length, std::size_t root, std::size_t& refused);
   void ResetProperties() const noexcept;
   // 0, or the Win32 error of a failed read.
   unsigned long Load() const;
@@ -450,7 +452,6 @@ class NewPathT {
   static bool InvalidComputerNameChar(const CharT& c);
   static bool InvalidSegment(const CharT* begin, const CharT* end);
   static bool InvalidPathName(const CharT* begin, const CharT* end);
-  static bool InvalidSegments(const String& s, std::size_t first);
   static bool InvalidPathNameLess(const String& entry, const CharT* text);
   static bool InvalidPathNameEqual(const String& entry, const CharT* text);
   static bool IsDeviceName(const CharT* text);
