@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
-#include <map>
 #include <random>
 #include <set>
 #include <string>
@@ -136,10 +135,9 @@ TYPED_TEST(NewPathTest, CanonicalizeToAbsolute) {
   using Path = typename TestFixture::Path;
   using CharT = TypeParam;
   const Path current = Path::GetCurrentPath(CharT('.'));
-  EXPECT_TRUE(current.IsDirectory() && current.IsComplete());
   Path p = this->P("x");
   p.Canonicalize(true);
-  EXPECT_EQ(p.RawPath(), current.Directory() + this->T("x"));
+  EXPECT_TRUE(current.IsDirectory() && current.IsComplete() && p.RawPath() == current.Directory() + this->T("x"));
   // A drive that is missing, or not a letter, is refused.
   unsigned missing = 0;
   while (missing < 26 && ((::GetLogicalDrives() >> missing) & 1u)) ++missing;
@@ -165,13 +163,10 @@ TYPED_TEST(NewPathTest, CompareChildAndFold) {
 // zeros and units outside ASCII. Each text must parse or throw
 // InvalidPathException; what parses must be normalised, agree with its own
 // accessors, and parse back to the same path.
-constexpr std::uint32_t kSeed = 0x5EED1u;
 
 template <class CharT>
 class TextSource {
  public:
-  explicit TextSource(std::uint32_t seed) : rng_(seed) {}
-
   Str<CharT> Next() {
     Str<CharT> s = Start();
     const unsigned band = Below(10);
@@ -183,11 +178,11 @@ class TextSource {
  private:
   static constexpr const char* kLetters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
   unsigned Below(std::size_t n) { return std::uniform_int_distribution<unsigned>(0, unsigned(n) - 1)(rng_); }
-  CharT Any(const char* set) { return static_cast<CharT>(static_cast<unsigned char>(set[Below(std::strlen(set))])); }
   Str<CharT> Pick(std::initializer_list<const char*> texts) { return S<CharT>(texts.begin()[Below(texts.size())]); }
   Str<CharT> Run(const char* set, std::size_t n) {
     Str<CharT> run;
-    while (run.size() < n) run += Below(8) ? Any(set) : Any(" .+$_");
+    while (run.size() < n)
+      run += static_cast<unsigned char>(Below(8) ? set[Below(std::strlen(set))] : " .+$_"[Below(5)]);
     return run;
   }
 
@@ -197,7 +192,6 @@ class TextSource {
     const unsigned kind = Below(30);
     if (kind < 8) return Str<CharT>();
     if (kind < 14) return Run(kLetters, 1) + Pick({":", ":\\", ":/"});
-    if (kind < 15) return Pick({"1:", "::", "?:", "@:", "[:"});
     if (kind < 22) return Pick({"\\\\", "//", "\\/"}) + Run(kLetters, Below(18));
     if (kind < 23) return S<CharT>("\\\\") + Run(kLetters, Below(301));
     if (kind < 26) return Pick({"file:", "FILE://", "file:///", "File:\\\\", "file:\\\\\\", "fIlE:////"});
@@ -221,7 +215,7 @@ class TextSource {
                  "+",    ",",      ";",    "=",     "[",   "]",   "$",    "~"});
   }
 
-  std::mt19937 rng_;
+  std::mt19937 rng_{0x5EED1u};  // a fixed seed: the same texts on every run
 };
 
 // Every public observer: two paths that agree on these are the same path.
@@ -258,11 +252,11 @@ std::string Broken(const NewPathT<CharT>& p) {
   if (hasDrive && static_cast<unsigned>((raw[0] | 0x20) - 'a') >= 26) return "a drive that is not a letter";
   const std::size_t root = hasDrive ? 2 : unc ? std::min(raw.find(bs, 2), n) : 0;
   const bool absolute = raw[0] == bs || (p.HasDrive() && n > 2 && raw[2] == bs);
-  if (p.IsAbsolute() != absolute) return "absolute flag disagrees with the text";
-  if (absolute && (root >= n || raw[root] != bs)) return "no backslash after the root of an absolute path";
+  if (p.IsAbsolute() != absolute || (absolute && (root >= n || raw[root] != bs)))
+    return "absolute flag disagrees with the text, or no backslash after the root";
   if (p.IsRoot() != (absolute && n == root + 1)) return "root flag disagrees with the text";
-  if (p.IsServer() != (p.IsRoot() && p.IsUNC())) return "server flag";
-  if (raw.back() == CharT(' ')) return "ends with a space";
+  if (p.IsServer() != (p.IsRoot() && p.IsUNC()) || raw.back() == CharT(' '))
+    return "server flag, or a space at the end";
 
   // Segments after the root: none empty, no ".", ".." only leading a relative path.
   bool leading = !absolute;
@@ -338,20 +332,19 @@ std::pair<Verdict, std::string> Validation(const NewPathT<CharT>& p) {
 }
 
 TYPED_TEST(NewPathTest, SetOnGeneratedTexts) {
-  using CharT = TypeParam;
-  using Path = NewPathT<CharT>;
+  using Path = NewPathT<TypeParam>;
   const int texts = 40000 * orvtest::TestScale();
-  TextSource<CharT> source(kSeed);
-  Path reused;  // a Set must not depend on what the object held before
-  // Each kind of fault is reported once, with the shortest text that shows it.
-  std::map<std::string, std::pair<Str<CharT>, Str<CharT>>> faults;
+  TextSource<TypeParam> source;
+  Path reused;                   // a Set must not depend on what the object held before
+  std::set<std::string> faults;  // each kind of fault is reported once
   int validAccepted = 0;
   for (int index = 0; index < texts; ++index) {
-    const Str<CharT> text = source.Next();
+    const auto text = source.Next();
     Path plain, checked, directory, again;
     const auto fault = [&](const std::string& kind, const Path& got) {
-      const auto it = faults.find(kind);
-      if (it == faults.end() || text.size() < it->second.first.size()) faults[kind] = {text, got.RawPath()};
+      if (faults.insert(kind).second)
+        ADD_FAILURE() << kind << ": " << ::testing::PrintToString(text) << " gave "
+                      << ::testing::PrintToString(got.RawPath());
     };
     const bool parsed = Parses(plain, text, PathType::File, false);
     const bool passed = Parses(checked, text, PathType::File, true);
@@ -360,10 +353,8 @@ TYPED_TEST(NewPathTest, SetOnGeneratedTexts) {
     if (!parsed || ServerTooLong(text)) continue;
     if (!Parses(directory, text, PathType::Directory, false) || directory.RawPath() != plain.RawPath())
       fault("File and Directory parse differently", directory);
-    for (const Path* p : {&plain, &directory}) {
-      const std::string broken = Broken(*p);
-      if (!broken.empty()) fault(broken, *p);
-    }
+    for (const Path* p : {&plain, &directory})
+      if (const std::string broken = Broken(*p); !broken.empty()) fault(broken, *p);
     if (!Parses(again, plain.RawPath(), PathType::File, false) || Observe(again) != Observe(plain))
       fault("its own text parses differently", plain);
     if (Parses(reused, text, PathType::File, false) && Observe(reused) != Observe(plain))
@@ -375,9 +366,6 @@ TYPED_TEST(NewPathTest, SetOnGeneratedTexts) {
     if (passed && (Observe(checked) != Observe(plain) || !Parses(again, plain.RawPath(), PathType::File, true)))
       fault("validation changed the result, or refuses it", checked);
   }
-  for (const auto& [kind, sample] : faults)
-    ADD_FAILURE() << kind << ": " << ::testing::PrintToString(sample.first) << " gave "
-                  << ::testing::PrintToString(sample.second);
   // The texts must reach both outcomes often, or they test little.
   EXPECT_TRUE(validAccepted > texts / 10 && validAccepted < texts - texts / 10) << validAccepted;
 }
