@@ -124,8 +124,10 @@ class NewPathT {
   /// Throws InvalidPathException, validated or not, on a bad drive letter and
   /// on a text that would resolve to one reading back as a drive (".\c:",
   /// "x\..\c:\y" would give "c:"); with validate also on a bad server name or
-  /// segment. With Detect, FileNotFoundException when the path does not exist.
-  /// On a throw the object is unusable until the next successful Set.
+  /// segment. Validation judges the canonical result, so a segment that ".."
+  /// removes is never refused ("C:\a*b\..\c" passes). With Detect,
+  /// FileNotFoundException when the path does not exist. On a throw the
+  /// object is unusable until the next successful Set.
   void Set(const String& text, PathType type, bool validate);
 
   /// Resolves "." and "..", trims the end and collapses backslashes; with
