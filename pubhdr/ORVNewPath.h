@@ -124,8 +124,10 @@ class NewPathT {
   /// Throws InvalidPathException, validated or not, on a bad drive letter and
   /// on a text that would resolve to one reading back as a drive (".\c:",
   /// "x\..\c:\y" would give "c:"); with validate also on a bad server name or
-  /// segment. With Detect, FileNotFoundException when the path does not exist.
-  /// On a throw the object is unusable until the next successful Set.
+  /// segment. Validation judges the canonical result, so a segment that ".."
+  /// removes is never refused ("C:\a*b\..\c" passes). With Detect,
+  /// FileNotFoundException when the path does not exist. On a throw the
+  /// object is unusable until the next successful Set.
   void Set(const String& text, PathType type, bool validate);
 
   /// Resolves "." and "..", trims the end and collapses backslashes; with
@@ -421,8 +423,10 @@ class NewPathT {
   static void CollapseSeparators(String& s, std::size_t root);
   // Dot segments, end trim and root flags, on the state word's kind of path.
   void ResolveDots(String& s, std::size_t root);
-  // The end trim and root flags after the first walk over s left length units.
-  void FinishDots(String& s, std::size_t length, std::size_t root);
+  // The end trim and root flags after the first walk over s left length
+  // units; refused (a position in s, or all ones for none) is cleared when
+  // the end is cut below it.
+  void FinishDots(String& s, std::size_t length, std::size_t root, std::size_t& refused);
   void ResetProperties() const noexcept;
   // 0, or the Win32 error of a failed read.
   unsigned long Load() const;
@@ -450,7 +454,6 @@ class NewPathT {
   static bool InvalidComputerNameChar(const CharT& c);
   static bool InvalidSegment(const CharT* begin, const CharT* end);
   static bool InvalidPathName(const CharT* begin, const CharT* end);
-  static bool InvalidSegments(const String& s, std::size_t first);
   static bool InvalidPathNameLess(const String& entry, const CharT* text);
   static bool InvalidPathNameEqual(const String& entry, const CharT* text);
   static bool IsDeviceName(const CharT* text);

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <cstring>
 #include <type_traits>
 #include <utility>
 
@@ -89,54 +90,155 @@ class UnitRule {
   bool m_refused[kHigh + 1];
 };
 
-// Sixteen bytes of a text (SSE2, which every x64 processor has), with '/'
-// turned into '\', and one bit per unit for the separators and for the dots.
+// A block is sixteen bytes of a text (SSE2, which every x64 processor has).
+template <class CharT>
+constexpr std::size_t kBlockUnits = 16 / sizeof(CharT);
+
+constexpr std::size_t kNone = static_cast<std::size_t>(-1);
+
+// The longest device name, "CLOCK$".
+constexpr std::size_t kLongestDevice = 6;
+
+// A block with '/' turned into '\', and one bit per unit for the separators,
+// the dots and, when asked, the units a name may not hold (below 32, as
+// InvalidPathChar tests it, or in its table, separators left out).
 struct Block {
   __m128i units;
   unsigned separators;
   unsigned dots;
+  unsigned invalid;
 };
 
 template <class CharT>
-Block LoadBlock(const CharT* text) noexcept {
-  __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text));
-  const auto is = [&v](char c) {
-    if constexpr (sizeof(CharT) == 1)
-      return _mm_cmpeq_epi8(v, _mm_set1_epi8(c));
-    else
-      return _mm_cmpeq_epi16(v, _mm_set1_epi16(c));
-  };
-  const auto bits = [](__m128i mask) {
-    if constexpr (sizeof(CharT) == 1)
-      return static_cast<unsigned>(_mm_movemask_epi8(mask));
-    else
-      return static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(mask, _mm_setzero_si128())));
-  };
-  const __m128i flip = sizeof(CharT) == 1 ? _mm_set1_epi8('\\' ^ '/') : _mm_set1_epi16('\\' ^ '/');
-  v = _mm_xor_si128(v, _mm_and_si128(is('/'), flip));
-  return {v, bits(is('\\')), bits(is('.'))};
+[[gnu::always_inline]] inline unsigned BitsOf(__m128i mask) noexcept {
+  if constexpr (sizeof(CharT) == 1)
+    return static_cast<unsigned>(_mm_movemask_epi8(mask));
+  else
+    return static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(mask, _mm_setzero_si128())));
 }
 
-// One bit per unit of the sixteen bytes that is not an ASCII letter or digit.
-// The compares are signed: narrow bytes from 0x80 and wide units from 0x8000
-// fall below every range.
 template <class CharT>
-unsigned OtherThanLettersAndDigits(const CharT* text) noexcept {
-  const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text));
-  const auto within = [](__m128i u, char low, char high) {
-    if constexpr (sizeof(CharT) == 1)
-      return _mm_and_si128(_mm_cmpgt_epi8(u, _mm_set1_epi8(static_cast<char>(low - 1))),
-                           _mm_cmplt_epi8(u, _mm_set1_epi8(static_cast<char>(high + 1))));
-    else
-      return _mm_and_si128(_mm_cmpgt_epi16(u, _mm_set1_epi16(static_cast<short>(low - 1))),
-                           _mm_cmplt_epi16(u, _mm_set1_epi16(static_cast<short>(high + 1))));
-  };
-  const __m128i lowered = _mm_or_si128(v, sizeof(CharT) == 1 ? _mm_set1_epi8(0x20) : _mm_set1_epi16(0x20));
-  const __m128i plain = _mm_or_si128(within(v, '0', '9'), within(lowered, 'a', 'z'));
+[[gnu::always_inline]] inline __m128i Equal(__m128i v, char c) noexcept {
   if constexpr (sizeof(CharT) == 1)
-    return ~static_cast<unsigned>(_mm_movemask_epi8(plain)) & 0xFFFFu;
+    return _mm_cmpeq_epi8(v, _mm_set1_epi8(c));
   else
-    return ~static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(plain, _mm_setzero_si128()))) & 0xFFu;
+    return _mm_cmpeq_epi16(v, _mm_set1_epi16(c));
+}
+
+// Narrow units are signed here, so bytes from 0x80 are below 32; wide ones
+// are unsigned.
+template <class CharT>
+[[gnu::always_inline]] inline __m128i BelowSpaces(__m128i v) noexcept {
+  if constexpr (sizeof(CharT) == 1)
+    return _mm_cmplt_epi8(v, _mm_set1_epi8(32));
+  else
+    return _mm_cmpeq_epi16(_mm_subs_epu16(v, _mm_set1_epi16(31)), _mm_setzero_si128());
+}
+
+// Zero for the separators, which the walk takes apart.
+template <class CharT>
+[[gnu::always_inline]] inline __m128i EqualUnlessSeparator(__m128i v, char c) noexcept {
+  return c == '\\' || c == '/' ? _mm_setzero_si128() : Equal<CharT>(v, c);
+}
+
+// One compare per unit of the table, unrolled.
+template <class CharT, std::size_t... I>
+[[gnu::always_inline]] inline __m128i InvalidInName(__m128i v, std::index_sequence<I...>) noexcept {
+  return (BelowSpaces<CharT>(v) | ... | EqualUnlessSeparator<CharT>(v, kInvalidPathChars[I]));
+}
+
+template <class CharT>
+[[gnu::always_inline]] inline Block LoadBlock(const CharT* text, bool validate) noexcept {
+  __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text));
+  const __m128i flip = sizeof(CharT) == 1 ? _mm_set1_epi8('\\' ^ '/') : _mm_set1_epi16('\\' ^ '/');
+  v = _mm_xor_si128(v, _mm_and_si128(Equal<CharT>(v, '/'), flip));
+  constexpr auto kTable = std::make_index_sequence<sizeof kInvalidPathChars - 1>();
+  const unsigned invalid = validate ? BitsOf<CharT>(InvalidInName<CharT>(v, kTable)) : 0u;
+  return {v, BitsOf<CharT>(Equal<CharT>(v, '\\')), BitsOf<CharT>(Equal<CharT>(v, '.')), invalid};
+}
+
+// The last count units of a text, fewer than a block, padded with zeros, so
+// that no load reads past the text. Fixed-size copies, which the compiler
+// inlines: a loop would become a call of the C runtime's memcpy.
+template <class CharT>
+Block LoadTail(const CharT* text, std::size_t count, bool validate) noexcept {
+  alignas(16) unsigned char padded[16] = {};
+  const auto* from = reinterpret_cast<const unsigned char*>(text);
+  const std::size_t bytes = count * sizeof(CharT);
+  const auto twice = [&](auto width) {
+    std::memcpy(padded, from, width);
+    std::memcpy(padded + bytes - width, from + bytes - width, width);
+  };
+  if (bytes >= 8)
+    twice(std::integral_constant<std::size_t, 8>());
+  else if (bytes >= 4)
+    twice(std::integral_constant<std::size_t, 4>());
+  else if (bytes >= 2)
+    twice(std::integral_constant<std::size_t, 2>());
+  else if (bytes == 1)
+    padded[0] = from[0];
+  return LoadBlock(reinterpret_cast<const CharT*>(padded), validate);
+}
+
+// The search can only answer true when a table name, letters folded, is
+// followed in the text by "." or the end: so the name before them must be 3,
+// 4 or 6 units long and start with one of the names' initials.
+template <class CharT>
+bool DeviceShaped(CharT initial, std::size_t length) noexcept {
+  const CharT folded = FoldAscii(initial);
+  return (length == 3 || length == 4 || length == 6) &&
+         (folded == CharT('a') || folded == CharT('c') || folded == CharT('l') || folded == CharT('n') ||
+          folded == CharT('p'));
+}
+
+// The position after the highest bit set in bits.
+inline std::size_t AfterLastBit(unsigned bits) noexcept { return static_cast<std::size_t>(32 - __builtin_clz(bits)); }
+
+// Where the segment that ends at end starts, or kNone when it is longer than
+// any device name.
+template <class CharT>
+std::size_t ShortSegmentStart(const CharT* text, std::size_t first, std::size_t end) noexcept {
+  for (std::size_t length = 0; length <= kLongestDevice; ++length) {
+    if (end - length == first) return first;
+    if (text[end - length - 1] == CharT('\\')) return end - length;
+  }
+  return kNone;
+}
+
+// What validation learns on the walk: the first position written that
+// refuses the path (an invalid unit, or the start of a segment that names a
+// device). A cut at or before it takes every such position with it.
+template <class CharT>
+struct Refusals {
+  bool (*namesDevice)(const CharT*);
+  std::size_t first;
+
+  void Note(std::size_t at) noexcept { first = std::min(first, at); }
+  void CutAt(std::size_t length) noexcept { first = first >= length ? kNone : first; }
+
+  // The run of a block just written at out + at, in the segment that starts
+  // at segment unless the run holds a backslash. Only a dot can end a device
+  // name inside the path (the name is read up to "." or the end of the text).
+  void NoteRun(const Block& block, const CharT* out, std::size_t segment, std::size_t at, std::size_t run) noexcept {
+    const unsigned inRun = (1u << run) - 1u;
+    const unsigned invalid = block.invalid & inRun;
+    if (invalid != 0) Note(at + static_cast<std::size_t>(__builtin_ctz(invalid)));
+    for (unsigned dots = block.dots & inRun; dots != 0; dots &= dots - 1) {
+      const unsigned bit = static_cast<unsigned>(__builtin_ctz(dots));
+      const unsigned separatorsBefore = block.separators & ((1u << bit) - 1u);
+      const std::size_t start = separatorsBefore != 0 ? at + AfterLastBit(separatorsBefore) : segment;
+      if (DeviceShaped(out[start], at + bit - start) && namesDevice(out + start)) Note(start);
+    }
+  }
+};
+
+template <class CharT>
+void PrefetchHead(const CharT* text, std::size_t size) noexcept {
+  constexpr std::size_t kLine = 64;
+  constexpr std::size_t kLines = 4;
+  const char* const bytes = reinterpret_cast<const char*>(text);
+  const std::size_t length = std::min(size * sizeof(CharT), kLine * kLines);
+  for (std::size_t at = 0; at < length; at += kLine) _mm_prefetch(bytes + at, _MM_HINT_T0);
 }
 
 // Whether the segments written before kept are all "..": a relative path
@@ -148,34 +250,52 @@ bool OnlyParentsBefore(const CharT* out, std::size_t first, std::size_t kept) no
                            (kept - 3 == first || out[kept - 4] == CharT('\\')));
 }
 
+// Whether the last segment of text, from first to length, is "." or "..".
+template <class CharT>
+bool EndsInDotSegment(const CharT* text, std::size_t first, std::size_t length) noexcept {
+  const CharT dot = CharT('.');
+  const auto startsSegment = [&](std::size_t at) { return at == first || text[at - 1] == CharT('\\'); };
+  return length > first && text[length - 1] == dot &&
+         (startsSegment(length - 1) || (length - 1 > first && text[length - 2] == dot && startsSegment(length - 2)));
+}
+
 // One pass over the segments of in from first to size, written to out at the
 // same positions or lower: runs of backslashes collapse, "." goes with its
 // backslash, ".." removes the segment before it but never crosses first, and
 // a relative path keeps its leading "..". out is in (the walk never writes
-// ahead of what it reads) or does not overlap it; then the units between
-// dot segments and empty ones are copied sixteen bytes at a time. Returns the
-// length written.
+// ahead of what it reads) or does not overlap it and has room for a block
+// past size; then the units between dot segments and empty ones are copied
+// a block at a time, and refusals, when given, learns what validation needs.
+// Returns the length written.
 template <class CharT>
-std::size_t WalkSegments(const CharT* in, CharT* out, std::size_t first, std::size_t size, bool absolute) noexcept {
-  constexpr std::size_t kBlock = 16 / sizeof(CharT);
+std::size_t WalkSegments(const CharT* in, CharT* out, std::size_t first, std::size_t size, bool absolute,
+                         Refusals<CharT>* refusals = nullptr) noexcept {
+  constexpr std::size_t kBlock = kBlockUnits<CharT>;
   const CharT bs = CharT('\\');
   const CharT dot = CharT('.');
   const bool blocks = in != out;  // a block store would overwrite units not yet read
   std::size_t kept = first;
   std::size_t pos = first;
-  bool atStart = true;  // the next unit starts a segment
+  bool atStart = true;          // the next unit starts a segment
+  std::size_t segment = first;  // where the segment being written starts
   while (pos < size) {
-    if (blocks && pos + kBlock <= size) {
-      const Block block = LoadBlock(in + pos);
+    if (blocks) {
+      const std::size_t left = size - pos;
+      const Block block =
+          left >= kBlock ? LoadBlock(in + pos, refusals != nullptr) : LoadTail(in + pos, left, refusals != nullptr);
       // Where a segment may be empty or a dot segment, the units are looked at one by one.
       const unsigned starts = (block.separators << 1) | static_cast<unsigned>(atStart);
-      const unsigned events = (block.separators | block.dots) & starts;
+      const unsigned events = ((block.separators | block.dots) & starts) | (left < kBlock ? 1u << left : 0u);
       const std::size_t run = events != 0 ? static_cast<std::size_t>(__builtin_ctz(events)) : kBlock;
       _mm_storeu_si128(reinterpret_cast<__m128i*>(out + kept), block.units);
+      if (refusals != nullptr) refusals->NoteRun(block, out, segment, kept, run);
+      const unsigned separators = block.separators & ((1u << run) - 1u);
+      if (separators != 0) segment = kept + AfterLastBit(separators);
       kept += run;
       pos += run;
       if (run != 0) atStart = ((block.separators >> (run - 1)) & 1u) != 0;
       if (run == kBlock) continue;
+      if (pos == size) break;
     }
     const CharT c = Unslashed(in[pos]);
     if (atStart && c == bs) {  // an empty segment
@@ -199,6 +319,8 @@ std::size_t WalkSegments(const CharT* in, CharT* out, std::size_t first, std::si
             }
           }
           kept = cut;
+          segment = cut;
+          if (refusals != nullptr) refusals->CutAt(kept);
           pos += 3;  // ".." and its backslash
           continue;
         }
@@ -211,25 +333,21 @@ std::size_t WalkSegments(const CharT* in, CharT* out, std::size_t first, std::si
     }
     out[kept++] = c;
     atStart = c == bs;
+    segment = atStart ? kept : segment;
     ++pos;
   }
   return kept;
 }
 
-// The search can only answer true when a table name, letters folded, is
-// followed in the text by "." or the end: so the text must start with one of
-// the names' initials and hold a run of 3, 4 or 6 units without "\" before
-// its first "." or end. Most names fail this at once.
+// Most names fail this at once.
 template <class CharT>
 bool MayNameDevice(const CharT* text) noexcept {
-  const CharT initial = FoldAscii(text[0]);
-  if (initial != CharT('a') && initial != CharT('c') && initial != CharT('l') && initial != CharT('n') &&
-      initial != CharT('p'))
-    return false;
   std::size_t length = 1;
-  while (length < 7 && text[length] != CharT('.') && text[length] != CharT(0) && text[length] != CharT('\\')) ++length;
+  while (length <= kLongestDevice && text[length] != CharT('.') && text[length] != CharT(0) &&
+         text[length] != CharT('\\'))
+    ++length;
   const CharT stop = text[length];
-  return (stop == CharT('.') || stop == CharT(0)) && (length == 3 || length == 4 || length == 6);
+  return (stop == CharT('.') || stop == CharT(0)) && DeviceShaped(text[0], length);
 }
 
 // The exceptions of Set carry no message.
@@ -385,7 +503,10 @@ void NewPathT<CharT>::Set(const String& text, PathType type, bool validate) {
   }
   String& s = m_path;
   std::size_t size = text.size();
-  s.resize(size);
+  // The text is most likely not in the cache: its first lines are fetched
+  // while the buffer is sized.
+  PrefetchHead(text.data(), size);
+  s.resize(size + kBlockUnits<CharT>);  // room for the walk's last block store
   CharT* const out = &s[0];
   const CharT* in = text.data();
 
@@ -443,12 +564,18 @@ void NewPathT<CharT>::Set(const String& text, PathType type, bool validate) {
   const bool absolute = (m_state & kAbsolute) != 0;
   const std::size_t first = absolute && root < size ? root + 1 : root;
   for (std::size_t i = 0; i < first; ++i) out[i] = Unslashed(in[i]);
-  FinishDots(s, WalkSegments(in, out, first, size, absolute), root);
+  // 11. Validation of the segments after the root learns on the walk what it
+  // needs of all but the last segment, which it reads once the text is final.
+  Refusals<CharT> refusals{&IsDeviceName, kNone};
+  FinishDots(s, WalkSegments(in, out, first, size, absolute, validate ? &refusals : nullptr), root, refusals.first);
   // ".\u:" resolves to "u:", which would read back as a drive: refused.
   if ((m_state & kDrive) == 0 && s.size() >= 2 && s[1] == CharT(':')) ThrowInvalidPath();
-
-  // 11. Segments after the root.
-  if (validate && s.size() > root && InvalidSegments(s, absolute ? root + 1 : root)) ThrowInvalidPath();
+  if (validate && s.size() > root) {
+    const std::size_t last = ShortSegmentStart(s.c_str(), absolute ? root + 1 : root, s.size());
+    if (refusals.first != kNone ||
+        (last != kNone && DeviceShaped(s[last], s.size() - last) && IsDeviceName(s.c_str() + last)))
+      ThrowInvalidPath();
+  }
 
   // 12. The load turns Detect into File or Directory.
   if (type == PathType::Detect) {
@@ -473,16 +600,18 @@ template <class CharT>
 void NewPathT<CharT>::ResolveDots(String& s, std::size_t root) {
   const bool absolute = (m_state & kAbsolute) != 0;
   const std::size_t first = absolute ? root + 1 : root;
-  FinishDots(s, s.size() > root ? WalkSegments(s.data(), &s[0], first, s.size(), absolute) : s.size(), root);
+  std::size_t refused = kNone;
+  FinishDots(s, s.size() > root ? WalkSegments(s.data(), &s[0], first, s.size(), absolute) : s.size(), root, refused);
 }
 
 // After the first walk over s: "a\..\..\b" -> "..\b", "C:\..\x" -> "C:\x". A
 // name cannot end in a space, so the end loses its spaces and backslashes:
 // "C:\dir\name \" -> "C:\dir\name". The trim never cuts into the root, and
 // when it lays bare a dot segment ("\x\. " -> "\x\.") the walk runs again, so
-// that the result is canonical.
+// that the result is canonical; the walk leaves everything before that
+// segment as it is, so a refusal found before the end still stands.
 template <class CharT>
-void NewPathT<CharT>::FinishDots(String& s, std::size_t length, std::size_t root) {
+void NewPathT<CharT>::FinishDots(String& s, std::size_t length, std::size_t root, std::size_t& refused) {
   const CharT bs = CharT('\\');
   const bool absolute = (m_state & kAbsolute) != 0;
   const std::size_t first = absolute ? root + 1 : root;
@@ -490,10 +619,11 @@ void NewPathT<CharT>::FinishDots(String& s, std::size_t length, std::size_t root
   while (length > 0) {
     const std::size_t untrimmed = length;
     while (length > root && (text[length - 1] == bs || text[length - 1] == CharT(' '))) --length;
-    if (length == untrimmed || length <= root) break;
+    if (length == untrimmed || length <= root || !EndsInDotSegment(text, first, length)) break;
     length = WalkSegments(text, text, first, length, absolute);
   }
   s.resize(length);
+  if (refused >= length) refused = kNone;
   if (s.empty() && !absolute) s = NP_CURRENT;
 
   // Roots keep their backslash: "C:\", "\", "\\server\". The flags are
@@ -742,38 +872,6 @@ template <class String>
 bool InSortedTable(const String& table, typename String::value_type c) {
   const auto it = std::lower_bound(table.begin(), table.end(), c);
   return it != table.end() && *it == c;
-}
-
-// InvalidPathName on every segment from first, in one pass. A device name is
-// read up to the end of the whole text, as the search reads it: "C:\CON\x"
-// passes, "C:\dir\CON" and "C:\CON.txt\x" do not. So only a segment with a dot
-// or the last one can name a device, and the search runs only there. Letters
-// and digits pass every rule here and make up most of a name: they are
-// skipped sixteen bytes at a time, the other units are asked one by one.
-template <class CharT>
-bool NewPathT<CharT>::InvalidSegments(const String& s, std::size_t first) {
-  static const UnitRule<CharT> refused(&InvalidPathChar);
-  constexpr std::size_t kBlock = 16 / sizeof(CharT);
-  const CharT bs = CharT('\\');
-  const CharT* const text = s.c_str();
-  const std::size_t size = s.size();
-  bool invalid = false;
-  std::size_t segment = first;
-  const auto deviceAt = [&](std::size_t pos) {
-    const CharT c = text[pos];
-    invalid |= refused(c) & (c != bs);
-    if (c == CharT('.') && IsDeviceName(text + segment)) return true;
-    segment = c == bs ? pos + 1 : segment;
-    return false;
-  };
-  std::size_t pos = first;
-  for (; pos + kBlock <= size; pos += kBlock) {
-    for (unsigned others = OtherThanLettersAndDigits(text + pos); others != 0; others &= others - 1)
-      if (deviceAt(pos + static_cast<std::size_t>(__builtin_ctz(others)))) return true;
-  }
-  for (; pos < size; ++pos)
-    if (deviceAt(pos)) return true;
-  return invalid || (segment < size && IsDeviceName(text + segment));
 }
 
 template <class CharT>
