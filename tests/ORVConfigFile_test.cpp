@@ -57,7 +57,7 @@ TEST_F(ConfigFileTest, SourcesThatCannotBeReadOrHoldTheSameSectionTwice) {
   Remove("new.ini");
   const auto cannotOpen = [&](const std::string& name, unsigned error) {
     EXPECT_EQ(Raises([&] { ConfigFile store(P(name)); }, name),
-              std::make_tuple(std::string("CannotOpenSourceException"), 0u, error, true));
+              "CannotOpenSourceException 0 " + std::to_string(error) + " named");
   };
   cannotOpen("no\\dir.ini", ERROR_PATH_NOT_FOUND);
   cannotOpen("", ERROR_ACCESS_DENIED);
