@@ -89,16 +89,14 @@ struct Reference {
   void Restart(std::size_t from, std::uint32_t offset) {
     s.assign(buf->data, epoch = from);
     if (nulls) s.erase(std::remove(s.begin(), s.end(), '\0'), s.end());
+    seen.assign(1, 0);  // seen[i]: the bytes of data[0, i) that the parser sees
+    for (char c : buf->data) seen.push_back(seen.back() + (!nulls || c != '\0'));
     origin = offset;
     cur = 0;
     std::fill(std::begin(kw), std::end(kw), 0), std::fill(std::begin(un), std::end(un), 0);
     kwLen = unLen = 0;
   }
   void SeeReads() {
-    if (seen.empty()) {  // seen[i]: the bytes of data[0, i) that the parser sees
-      seen.push_back(0);
-      for (char c : buf->data) seen.push_back(seen.back() + (!nulls || c != '\0'));
-    }
     bounds.clear();
     for (std::uint32_t end : buf->ends) bounds.push_back(seen[end] - seen[epoch]);
   }
@@ -191,27 +189,24 @@ struct Reference {
 // buffer and unsaved data (their terminating NUL included), the record buffer
 // (its size, and its content from `from`, `len` bytes or all for 0) and what
 // `into` gained since `intoFrom`.
-struct Look {
-  std::size_t intoFrom;
-  std::uint32_t from, len;
-};
 
-std::string State(BinaryStreamParser& p, const SharedMemoryBuffer& into, const Look& look) {
+std::string State(BinaryStreamParser& p, const SharedMemoryBuffer& into, std::size_t intoFrom, std::uint32_t from,
+                  std::uint32_t len) {
   std::string state = std::to_string(p.GetCurrentStreamOffset()) + " keyword " +
                       std::string(p.GetKeywordBuffer(), p.GetKeywordLen() + 1) + " unsaved " +
                       std::string(p.GetUnsavedData(), p.GetUnsavedDataLen() + 1) + " record " +
                       std::to_string(p.GetRecordFetchingSize()) + " ";
-  p.GetRecordFetchingContent(state, look.from, look.len);
+  p.GetRecordFetchingContent(state, from, len);
   state += " into " + (into ? std::to_string(into->Size()) : "none") + " ";
-  if (into) into->SeekG(static_cast<std::int32_t>(look.intoFrom), BinaryStreamBuf::Begin), into->Copy(state);
+  if (into) into->SeekG(static_cast<std::int32_t>(intoFrom), BinaryStreamBuf::Begin), into->Copy(state);
   return state;
 }
 
-std::string State(const Reference& m, const Look& look) {
-  const std::string record = look.from < m.record.size() ? m.record.substr(look.from, look.len ? look.len : -1) : "";
+std::string State(const Reference& m, std::size_t intoFrom, std::uint32_t from, std::uint32_t len) {
+  const std::string record = from < m.record.size() ? m.record.substr(from, len ? len : -1) : "";
   return std::to_string(static_cast<std::uint32_t>(m.origin + m.cur)) + " keyword " + std::string(m.kw, m.kwLen + 1) +
          " unsaved " + std::string(m.un, m.unLen + 1) + " record " + std::to_string(m.record.size()) + " " + record +
-         " into " + (m.hasInto ? std::to_string(m.into.size()) : "none") + " " + m.into.substr(look.intoFrom);
+         " into " + (m.hasInto ? std::to_string(m.into.size()) : "none") + " " + m.into.substr(intoFrom);
 }
 
 struct RandomCase {
@@ -331,8 +326,8 @@ struct RandomCase {
     const std::string wanted = outs && expected && op <= 3 ? std::string(m.kw, m.kwLen) : "old";
     // Record content from anywhere, 2^31 and beyond included.
     const std::uint32_t from = rnd.OneIn(2) ? 0 : rnd.OneIn(2) ? rnd.Below(30) : 0x7FFFFFFFu + rnd.Below(3);
-    const Look look{intoChecked, from, rnd.OneIn(2) ? 0 : rnd.Below(30)};
-    const std::string state = State(p, into, look), reference = State(m, look);
+    const std::uint32_t len = rnd.OneIn(2) ? 0 : rnd.Below(30);
+    const std::string state = State(p, into, intoChecked, from, len), reference = State(m, intoChecked, from, len);
     if (std::tie(got, out, state) != std::tie(expected, wanted, reference))
       return ::testing::AssertionFailure() << "seed " << seed << " step " << step << " op " << op << ": "
                                            << ::testing::PrintToString(std::tie(got, out, state)) << "\n expected "
@@ -355,17 +350,14 @@ TEST(BinaryStreamParser, MatchesTheReferenceOnRandomCases) {
 
 TEST(BinaryStreamParser, IntoChunksAndSourcesThatStopOrFail) {
   // A new `into` buffer's chunk size: its first write plus one, 128 at least while the target is ahead.
-  const struct {
-    std::string text;
-    std::uint32_t reads, chunk;
-  } intoRows[] = {
-      {"junk;", kBlock, 5}, {std::string(10, 'x') + ";", 10, 128}, {std::string(5000, 'x') + ";", kBlock, kBlock}};
-  for (const auto& row : intoRows) {
-    ShortReads buf(row.text, [&row](std::uint32_t n) { return std::min(n, row.reads); });
+  for (const auto& [text, reads, chunk] : {std::tuple<std::string, std::uint32_t, std::uint32_t>{"junk;", kBlock, 5},
+                                           {std::string(10, 'x') + ";", 10, 128},
+                                           {std::string(5000, 'x') + ";", kBlock, kBlock}}) {
+    ShortReads buf(text, [reads = reads](std::uint32_t n) { return std::min(n, reads); });
     BinaryStreamParser s(buf, false);
     SharedMemoryBuffer into;
     ASSERT_TRUE(s.FetchIntoTo(into, ";"));
-    EXPECT_EQ(into->ChunkSize(), row.chunk) << row.text.size();
+    EXPECT_EQ(into->ChunkSize(), chunk) << text.size();
   }
 
   ShortReads stuck("abc", [](std::uint32_t) { return 0u; });
