@@ -126,21 +126,15 @@ struct Reference {
   }
   // Records [from, to) less the bytes in `skip`, one piece per block.
   void Pass(std::size_t from, std::size_t to, const std::vector<bool>& skip, bool keep, const Into* target) {
-    std::vector<std::string> pieces(1);
-    auto next = std::upper_bound(bounds.begin(), bounds.end(), from);
-    for (std::size_t x = from; x < to; ++x) {
-      if (next != bounds.end() && *next <= x) {
-        while (next != bounds.end() && *next <= x) ++next;
-        if (!pieces.back().empty()) pieces.emplace_back();
-      }
-      if (skip.empty() || !skip[x]) pieces.back() += s[x];
-    }
     std::string all;
-    for (const std::string& piece : pieces) {
+    for (std::size_t i = std::upper_bound(bounds.begin(), bounds.end(), from) - bounds.begin(); from < to; ++i) {
+      std::string piece;
+      for (const std::size_t stop = i < bounds.size() ? std::min(bounds[i], to) : to; from < stop; ++from)
+        if (skip.empty() || !skip[from]) piece += s[from];
       if (keep && !piece.empty()) AppendKeyword(piece);
-      if (recording) record += piece;
       all += piece;
     }
+    if (recording) record += all;
     if (target) WriteInto(all, *target);
   }
   void WriteInto(std::string r, const Into& t) {
@@ -213,12 +207,9 @@ struct RandomCase {
   std::mt19937_64 rng, cuts;
   std::uint32_t Below(std::uint64_t n) { return static_cast<std::uint32_t>((rng() >> 32) * n >> 32); }
   bool OneIn(std::uint32_t n) { return Below(n) == 0; }
-  std::string Text(const std::string& alphabet, std::size_t n) {
-    std::string text(n, ' ');
-    for (char& c : text) c = alphabet[Below(alphabet.size())];
-    return Swapped(text);
-  }
-  std::string Swapped(std::string text) {  // letters in random case
+  // n bytes of the alphabet after `text`, letters in random case.
+  std::string Text(const std::string& alphabet, std::size_t n, std::string text = {}) {
+    while (text.size() < n) text += alphabet[Below(alphabet.size())];
     for (char& c : text)
       if (std::isalpha(static_cast<unsigned char>(c)) && OneIn(2)) c ^= 0x20;
     return text;
@@ -236,7 +227,7 @@ struct RandomCase {
   std::string Data(const std::string& alphabet, const std::string& keyword) {
     std::string data = Text(alphabet, OneIn(5) ? Below(12500) : Below(600));
     auto plant = [&](std::size_t at, const std::string& text) {
-      if (at < data.size() && text.size() <= data.size() - at) data.replace(at, text.size(), Swapped(text));
+      if (at < data.size() && text.size() <= data.size() - at) data.replace(at, text.size(), Text({}, 0, text));
     };
     for (std::size_t end = kBlock; end < data.size(); end += kBlock) {
       const std::size_t back = 1 + Below(keyword.size());
