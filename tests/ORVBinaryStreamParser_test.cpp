@@ -283,8 +283,8 @@ struct RandomCase {
     if (op < 8) {
       got = fetches[op]();
       const std::string target = op == 0 ? std::string(1, k.c_str()[0]) : form < 2 ? k : set;
-      const bool oneByteUntil = op == 6 && set.size() == 1;  // taken as FetchIntoTo
-      const auto kind = form < 2 || oneByteUntil ? m.Keyword : form == 2 ? m.InSet : m.NotInSet;
+      // A one-byte FetchIntoUntil is taken as FetchIntoTo.
+      const auto kind = form < 2 || (op == 6 && set.size() == 1) ? m.Keyword : form == 2 ? m.InSet : m.NotInSet;
       expected =
           m.FetchData(kind, target, op < 4 && kept, op < 4 ? nullptr : &to) && (form != 1 || m.Fetch(1, false, true));
     } else if (op == 8) {
