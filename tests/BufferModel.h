@@ -34,7 +34,7 @@ inline std::uint32_t U32(std::size_t n) { return static_cast<std::uint32_t>(n); 
 
 // The parts every model shares: bytes and two positions.
 struct Model : Buf {
-  Model() : Buf(CanGet | CanSeek) {}
+  explicit Model(unsigned char caps = CanGet | CanSeek) : Buf(caps) {}
   std::uint32_t Size() const { return U32(bytes.size()); }
   // Where a seek aims: End adds endSign times the offset, an unknown direction aims at `unknown`.
   std::int64_t Target(std::int64_t pos, std::int32_t off, Dir dir, int endSign, std::int64_t unknown) const {
@@ -69,7 +69,7 @@ struct Model : Buf {
 
 // MemoryBuffer of chunk size cs; chunks: what Capacity must report, in chunks.
 struct MemModel : Model {
-  explicit MemModel(std::uint32_t chunk) : cs(chunk) {}
+  explicit MemModel(std::uint32_t chunk, unsigned char caps = CanGet | CanSeek) : Model(caps), cs(chunk) {}
   void FillToPut() {
     if (put > Size()) bytes.resize(put, 0);
     chunks = std::max(chunks, (Size() + cs - 1) / cs);

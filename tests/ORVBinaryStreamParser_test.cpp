@@ -16,6 +16,7 @@
 #include <utility>
 #include <vector>
 
+#include "BufferModel.h"
 #include "ORVBinaryStreamParser.h"
 #include "ORVFileTestSupport.h"
 
@@ -28,42 +29,29 @@ using Cut = std::function<std::uint32_t(std::uint32_t)>;  // bytes a read delive
 
 constexpr std::uint32_t kBlock = 4096;
 
-// A read-only buffer over a string whose reads deliver what `cut` allows, and
+// A memory buffer over a string whose reads deliver what `cut` allows, and
 // that notes where each read ended since the last seek: the block ends.
-class ShortReads : public BinaryStreamBuf {
+class ShortReads : public model::MemModel {
  public:
-  ShortReads(std::string data, Cut cut, unsigned char caps = CanGet | CanSeek)
-      : BinaryStreamBuf(caps), data(std::move(data)), m_cut(std::move(cut)) {}
+  ShortReads(std::string text, Cut cut, unsigned char caps = CanGet | CanSeek)
+      : MemModel(kBlock, caps), data(std::move(text)), m_cut(std::move(cut)) {
+    bytes.assign(data.begin(), data.end());
+  }
   const std::string data;
   std::vector<std::uint32_t> ends;
 
   std::uint32_t vGet(void* dest, std::uint32_t count) override {
-    const std::uint32_t left = std::min<std::uint32_t>(count, static_cast<std::uint32_t>(data.size()) - m_pos);
-    const std::uint32_t n = left == 0 ? 0 : m_cut(left);
-    std::memcpy(dest, data.data() + m_pos, n);
-    ends.push_back(m_pos += n);
+    const std::uint32_t n = Model::vGet(dest, Left(count) == 0 ? 0 : m_cut(Left(count)));
+    ends.push_back(get);
     return n;
   }
   std::uint32_t vSeekG(std::int32_t offset, Direction direction) override {
-    const std::int64_t base = direction == Begin ? 0 : direction == End ? std::int64_t(data.size()) : m_pos;
-    m_pos = static_cast<std::uint32_t>(std::clamp<std::int64_t>(base + offset, 0, std::int64_t(data.size())));
     ends.clear();
-    return m_pos;
+    return MemModel::vSeekG(offset, direction);
   }
-  std::uint32_t vTellG() override { return m_pos; }
-  std::uint32_t vSize() override { return static_cast<std::uint32_t>(data.size()); }
-  bool vEndOfFile() override { return m_pos >= data.size(); }
-  std::uint32_t vPut(const void*, std::uint32_t) override { return 0; }
-  std::uint32_t vTellP() override { return 0; }
-  std::uint32_t vSeekP(std::int32_t, Direction) override { return 0; }
-  void vFlush() override {}
-  void vClear() override {}
-  void vClearMemory() override {}
-  void vClearEnd() override {}
 
  private:
   Cut m_cut;
-  std::uint32_t m_pos = 0;
 };
 
 unsigned char Fold(char c) { return static_cast<unsigned char>(std::tolower(static_cast<unsigned char>(c))); }
