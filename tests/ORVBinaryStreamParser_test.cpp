@@ -146,11 +146,9 @@ struct Reference {
     std::vector<bool> skip(width < 2 ? 0 : s.size() + 1);
     for (std::size_t b : bounds) {  // a partial match running into a read end
       if (skip.empty() || b <= cur || b >= (found ? stop + width : s.size() + 1)) continue;
-      for (std::size_t r = std::max(cur, b + 1 > width ? b + 1 - width : 0); r < b; ++r)
-        if (Prefix(t, r, b - r)) {
-          std::fill(skip.begin() + r, skip.begin() + b, true);
-          break;
-        }
+      std::size_t r = std::max(cur, b + 1 > width ? b + 1 - width : 0);
+      while (r < b && !Prefix(t, r, b - r)) ++r;
+      std::fill(skip.begin() + r, skip.begin() + b, true);
     }
     Pass(cur, found ? stop : s.size(), skip, keep, target);
     cur = found ? stop + width - 1 : s.size();
