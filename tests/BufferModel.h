@@ -15,6 +15,7 @@
 #include <random>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "ORVBaseException.h"
@@ -33,8 +34,15 @@ inline std::uint32_t U32(std::size_t n) { return static_cast<std::uint32_t>(n); 
 
 // The parts every model shares: bytes and two positions.
 struct Model : Buf {
-  Model() : Buf(CanGet | CanSeek) {}
+  explicit Model(unsigned char caps = CanGet | CanSeek) : Buf(caps) {}
   std::uint32_t Size() const { return U32(bytes.size()); }
+  // Where a seek aims: End adds endSign times the offset, an unknown direction aims at `unknown`.
+  std::int64_t Target(std::int64_t pos, std::int32_t off, Dir dir, int endSign, std::int64_t unknown) const {
+    return dir == Begin     ? off
+           : dir == End     ? Size() + endSign * std::int64_t{off}
+           : dir == Current ? pos + off
+                            : unknown;
+  }
   std::uint32_t Left(std::uint32_t n) const { return std::min(n, Size() - std::min(get, Size())); }
   std::uint32_t vGet(void* dest, std::uint32_t n) override {
     n = Left(n);
@@ -61,7 +69,7 @@ struct Model : Buf {
 
 // MemoryBuffer of chunk size cs; chunks: what Capacity must report, in chunks.
 struct MemModel : Model {
-  explicit MemModel(std::uint32_t chunk) : cs(chunk) {}
+  explicit MemModel(std::uint32_t chunk, unsigned char caps = CanGet | CanSeek) : Model(caps), cs(chunk) {}
   void FillToPut() {
     if (put > Size()) bytes.resize(put, 0);
     chunks = std::max(chunks, (Size() + cs - 1) / cs);
@@ -75,17 +83,11 @@ struct MemModel : Model {
     FillToPut();
     return n;
   }
-  std::int64_t Target(std::uint32_t pos, std::int32_t off, Dir dir) const {
-    return dir == Begin     ? off
-           : dir == End     ? Size() + std::int64_t{off}
-           : dir == Current ? pos + std::int64_t{off}
-                            : pos;
-  }
   std::uint32_t vSeekG(std::int32_t off, Dir dir) override {
-    return get = U32(Clamp(Target(get, off, dir), 0, Size()));
+    return get = U32(Clamp(Target(get, off, dir, 1, get), 0, Size()));
   }
   std::uint32_t vSeekP(std::int32_t off, Dir dir) override {
-    const std::int64_t t = std::max<std::int64_t>(Target(put, off, dir), 0);
+    const std::int64_t t = std::max<std::int64_t>(Target(put, off, dir, 1, put), 0);
     if (t > Size()) vPut(nullptr, U32(t - Size()));
     return put = U32(t);
   }
@@ -117,11 +119,7 @@ struct StaticModel : Model {
     if (constant) Refuse((std::string("StaticMemoryBuffer::") + op + ": Buffer is const!").c_str());
   }
   std::uint32_t Seek(std::uint32_t pos, std::int32_t off, Dir dir) const {
-    const std::int64_t t = dir == Begin     ? off
-                           : dir == End     ? Size() - std::int64_t{off}
-                           : dir == Current ? pos + std::int64_t{off}
-                                            : 0;
-    return U32(Clamp(t, 0, Size()));
+    return U32(Clamp(Target(pos, off, dir, -1, 0), 0, Size()));  // End counts back
   }
   std::uint32_t vPut(const void* data, std::uint32_t n) override {
     Writable("Put");
@@ -214,66 +212,51 @@ class Driver {
     const std::int32_t off = static_cast<std::int32_t>(Below(2 * size + 61)) - size - 30;
     const Dir dir = static_cast<Dir>(Below(10) == 0 ? 3 : Below(3));  // now and then the one unknown value
     const Bytes data = Random(n);
-    std::string outs[2];
-    const auto both = [&](const char* name, auto&& on) {
-      op = std::string(name) + " n " + std::to_string(n) + " offset " + std::to_string(off) + " direction " +
-           std::to_string(dir);
-      const std::string r = Try([&] { return on(*p.real, outs[0]); });
-      const std::string e = Try([&] { return on(*p.reference, outs[1]); });
-      results = r + " against " + e + ", output " + testing::PrintToString(outs[0]) + " against " +
-                testing::PrintToString(outs[1]);
-      return r == e && outs[0] == outs[1];
-    };
-    const auto text = [](const void* b, std::size_t k) { return std::string(static_cast<const char*>(b), k); };
-    // Put, Get, SeekG, SeekP and copies into a buffer twice as often as the others.
+    // Put, Get, SeekG, SeekP and copies into a buffer twice as often as the others; clears rarely, so that
+    // buffers grow.
     static constexpr int kWeighted[] = {0, 0, 1, 1, 2, 3, 3, 4, 4, 5, 6, 7, 8, 9, 9};
-    switch (kWeighted[Below(15)]) {
-      case 0:
-        return both("Put", [&](Buf& b, std::string&) { return b.vPut(data.data(), n); });
-      case 1:
-        return both("Get", [&](Buf& b, std::string& out) {
-          char got[64];
-          const std::uint32_t k = b.Get(got, n);
-          return out = text(got, k), k;
-        });
-      case 2:
-        return both("Peek", [&](Buf& b, std::string& out) {
-          char got[20];
-          const std::uint32_t k = b.Peek(got, n % 20);
-          return out = text(got, k), k;
-        });
-      case 3:
-        return both("SeekG", [&](Buf& b, std::string&) { return b.vSeekG(off, dir); });
-      case 4:
-        return both("SeekP", [&](Buf& b, std::string&) { return b.vSeekP(off, dir); });
-      case 5:
-        return both("ClearEnd", [&](Buf& b, std::string&) {
-          if (size > 200) b.vSeekP(static_cast<std::int32_t>(n), Begin);
-          return b.vClearEnd(), 0;
-        });
-      case 6: {
-        if (Below(4) != 0) return Step(p, op, results);  // rarely, so that buffers grow
-        const bool memory = p.clearMemory && Below(2) == 0;
-        return both(memory ? "ClearMemory" : "Clear",
-                    [&](Buf& b, std::string&) { return memory ? b.vClearMemory() : b.vClear(), 0; });
-      }
-      case 7:
-        return both("Copy string", [&](Buf& b, std::string& out) { return b.vCopy(out, n); });
-      case 8:
-        return both("Copy wstring", [&](Buf& b, std::string& out) {
-          std::wstring w;
-          const std::uint32_t k = b.vCopy(w, n);
-          for (wchar_t u : w) out += std::to_string(u) + ",";
-          return k;
-        });
-      default:  // into a buffer with room for 24 bytes from a random start, or for all that a copy brings
-        return both("Copy into a buffer", [&](Buf& b, std::string& out) {
-          Filling dest(n % 2 == 0 ? 24 : 64);
-          dest.vSeekP(n % 2 == 0 ? off : 0, Begin);
-          const std::uint32_t k = b.vCopy(dest, n);
-          return out = text(dest.Bytes().data(), dest.Size()), k;
-        });
-    }
+    const int pick = kWeighted[Below(15)];
+    if (pick == 6 && Below(4) != 0) return Step(p, op, results);
+    const bool memory = pick == 6 && p.clearMemory && Below(2) == 0;
+    char got[64];  // each side's read, in turn
+    using Op = std::function<std::uint32_t(Buf&, std::string&)>;
+    const std::pair<const char*, Op> ops[] = {
+        {"Put", [&](Buf& b, std::string&) { return b.vPut(data.data(), n); }},
+        {"Get", [&](Buf& b, std::string& out) { return out.assign(got, b.Get(got, n)), U32(out.size()); }},
+        {"Peek", [&](Buf& b, std::string& out) { return out.assign(got, b.Peek(got, n % 20)), U32(out.size()); }},
+        {"SeekG", [&](Buf& b, std::string&) { return b.vSeekG(off, dir); }},
+        {"SeekP", [&](Buf& b, std::string&) { return b.vSeekP(off, dir); }},
+        {"ClearEnd",
+         [&](Buf& b, std::string&) {
+           if (size > 200) b.vSeekP(static_cast<std::int32_t>(n), Begin);
+           return b.vClearEnd(), 0u;
+         }},
+        {memory ? "ClearMemory" : "Clear",
+         [&](Buf& b, std::string&) { return memory ? b.vClearMemory() : b.vClear(), 0u; }},
+        {"Copy string", [&](Buf& b, std::string& out) { return b.vCopy(out, n); }},
+        {"Copy wstring",
+         [&](Buf& b, std::string& out) {
+           std::wstring w;
+           const std::uint32_t k = b.vCopy(w, n);
+           for (wchar_t u : w) out += std::to_string(u) + ",";
+           return k;
+         }},
+        // into a buffer with room for 24 bytes from a random start, or for all that a copy brings
+        {"Copy into a buffer", [&](Buf& b, std::string& out) {
+           Filling dest(n % 2 == 0 ? 24 : 64);
+           dest.vSeekP(n % 2 == 0 ? off : 0, Begin);
+           const std::uint32_t k = b.vCopy(dest, n);
+           return out = std::string(dest.Bytes().begin(), dest.Bytes().end()), k;
+         }}};
+    const auto& [name, on] = ops[pick];
+    op = std::string(name) + " n " + std::to_string(n) + " offset " + std::to_string(off) + " direction " +
+         std::to_string(dir);
+    std::string outs[2];
+    const std::string r = Try([&] { return on(*p.real, outs[0]); });
+    const std::string e = Try([&] { return on(*p.reference, outs[1]); });
+    results = r + " against " + e + ", output " + testing::PrintToString(outs[0]) + " against " +
+              testing::PrintToString(outs[1]);
+    return r == e && outs[0] == outs[1];
   }
 
   std::mt19937 rng_;

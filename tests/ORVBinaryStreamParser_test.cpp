@@ -16,6 +16,7 @@
 #include <utility>
 #include <vector>
 
+#include "BufferModel.h"
 #include "ORVBinaryStreamParser.h"
 #include "ORVFileTestSupport.h"
 
@@ -28,42 +29,29 @@ using Cut = std::function<std::uint32_t(std::uint32_t)>;  // bytes a read delive
 
 constexpr std::uint32_t kBlock = 4096;
 
-// A read-only buffer over a string whose reads deliver what `cut` allows, and
+// A memory buffer over a string whose reads deliver what `cut` allows, and
 // that notes where each read ended since the last seek: the block ends.
-class ShortReads : public BinaryStreamBuf {
+class ShortReads : public model::MemModel {
  public:
-  ShortReads(std::string data, Cut cut, unsigned char caps = CanGet | CanSeek)
-      : BinaryStreamBuf(caps), data(std::move(data)), m_cut(std::move(cut)) {}
+  ShortReads(std::string text, Cut cut, unsigned char caps = CanGet | CanSeek)
+      : MemModel(kBlock, caps), data(std::move(text)), m_cut(std::move(cut)) {
+    bytes.assign(data.begin(), data.end());
+  }
   const std::string data;
   std::vector<std::uint32_t> ends;
 
   std::uint32_t vGet(void* dest, std::uint32_t count) override {
-    const std::uint32_t left = std::min<std::uint32_t>(count, static_cast<std::uint32_t>(data.size()) - m_pos);
-    const std::uint32_t n = left == 0 ? 0 : m_cut(left);
-    std::memcpy(dest, data.data() + m_pos, n);
-    ends.push_back(m_pos += n);
+    const std::uint32_t n = Model::vGet(dest, Left(count) == 0 ? 0 : m_cut(Left(count)));
+    ends.push_back(get);
     return n;
   }
   std::uint32_t vSeekG(std::int32_t offset, Direction direction) override {
-    const std::int64_t base = direction == Begin ? 0 : direction == End ? std::int64_t(data.size()) : m_pos;
-    m_pos = static_cast<std::uint32_t>(std::clamp<std::int64_t>(base + offset, 0, std::int64_t(data.size())));
     ends.clear();
-    return m_pos;
+    return MemModel::vSeekG(offset, direction);
   }
-  std::uint32_t vTellG() override { return m_pos; }
-  std::uint32_t vSize() override { return static_cast<std::uint32_t>(data.size()); }
-  bool vEndOfFile() override { return m_pos >= data.size(); }
-  std::uint32_t vPut(const void*, std::uint32_t) override { return 0; }
-  std::uint32_t vTellP() override { return 0; }
-  std::uint32_t vSeekP(std::int32_t, Direction) override { return 0; }
-  void vFlush() override {}
-  void vClear() override {}
-  void vClearMemory() override {}
-  void vClearEnd() override {}
 
  private:
   Cut m_cut;
-  std::uint32_t m_pos = 0;
 };
 
 unsigned char Fold(char c) { return static_cast<unsigned char>(std::tolower(static_cast<unsigned char>(c))); }
@@ -89,16 +77,14 @@ struct Reference {
   void Restart(std::size_t from, std::uint32_t offset) {
     s.assign(buf->data, epoch = from);
     if (nulls) s.erase(std::remove(s.begin(), s.end(), '\0'), s.end());
+    seen.assign(1, 0);  // seen[i]: the bytes of data[0, i) that the parser sees
+    for (char c : buf->data) seen.push_back(seen.back() + (!nulls || c != '\0'));
     origin = offset;
     cur = 0;
     std::fill(std::begin(kw), std::end(kw), 0), std::fill(std::begin(un), std::end(un), 0);
     kwLen = unLen = 0;
   }
   void SeeReads() {
-    if (seen.empty()) {  // seen[i]: the bytes of data[0, i) that the parser sees
-      seen.push_back(0);
-      for (char c : buf->data) seen.push_back(seen.back() + (!nulls || c != '\0'));
-    }
     bounds.clear();
     for (std::uint32_t end : buf->ends) bounds.push_back(seen[end] - seen[epoch]);
   }
@@ -128,21 +114,15 @@ struct Reference {
   }
   // Records [from, to) less the bytes in `skip`, one piece per block.
   void Pass(std::size_t from, std::size_t to, const std::vector<bool>& skip, bool keep, const Into* target) {
-    std::vector<std::string> pieces(1);
-    auto next = std::upper_bound(bounds.begin(), bounds.end(), from);
-    for (std::size_t x = from; x < to; ++x) {
-      if (next != bounds.end() && *next <= x) {
-        while (next != bounds.end() && *next <= x) ++next;
-        if (!pieces.back().empty()) pieces.emplace_back();
-      }
-      if (skip.empty() || !skip[x]) pieces.back() += s[x];
-    }
     std::string all;
-    for (const std::string& piece : pieces) {
+    for (std::size_t i = std::upper_bound(bounds.begin(), bounds.end(), from) - bounds.begin(); from < to; ++i) {
+      std::string piece;
+      for (const std::size_t stop = i < bounds.size() ? std::min(bounds[i], to) : to; from < stop; ++from)
+        if (skip.empty() || !skip[from]) piece += s[from];
       if (keep && !piece.empty()) AppendKeyword(piece);
-      if (recording) record += piece;
       all += piece;
     }
+    if (recording) record += all;
     if (target) WriteInto(all, *target);
   }
   void WriteInto(std::string r, const Into& t) {
@@ -166,11 +146,9 @@ struct Reference {
     std::vector<bool> skip(width < 2 ? 0 : s.size() + 1);
     for (std::size_t b : bounds) {  // a partial match running into a read end
       if (skip.empty() || b <= cur || b >= (found ? stop + width : s.size() + 1)) continue;
-      for (std::size_t r = std::max(cur, b + 1 > width ? b + 1 - width : 0); r < b; ++r)
-        if (Prefix(t, r, b - r)) {
-          std::fill(skip.begin() + r, skip.begin() + b, true);
-          break;
-        }
+      std::size_t r = std::max(cur, b + 1 > width ? b + 1 - width : 0);
+      while (r < b && !Prefix(t, r, b - r)) ++r;
+      std::fill(skip.begin() + r, skip.begin() + b, true);
     }
     Pass(cur, found ? stop : s.size(), skip, keep, target);
     cur = found ? stop + width - 1 : s.size();
@@ -191,39 +169,33 @@ struct Reference {
 // buffer and unsaved data (their terminating NUL included), the record buffer
 // (its size, and its content from `from`, `len` bytes or all for 0) and what
 // `into` gained since `intoFrom`.
-struct Look {
-  std::size_t intoFrom;
-  std::uint32_t from, len;
-};
 
-std::string State(BinaryStreamParser& p, const SharedMemoryBuffer& into, const Look& look) {
+std::string State(BinaryStreamParser& p, const SharedMemoryBuffer& into, std::size_t intoFrom, std::uint32_t from,
+                  std::uint32_t len) {
   std::string state = std::to_string(p.GetCurrentStreamOffset()) + " keyword " +
                       std::string(p.GetKeywordBuffer(), p.GetKeywordLen() + 1) + " unsaved " +
                       std::string(p.GetUnsavedData(), p.GetUnsavedDataLen() + 1) + " record " +
                       std::to_string(p.GetRecordFetchingSize()) + " ";
-  p.GetRecordFetchingContent(state, look.from, look.len);
+  p.GetRecordFetchingContent(state, from, len);
   state += " into " + (into ? std::to_string(into->Size()) : "none") + " ";
-  if (into) into->SeekG(static_cast<std::int32_t>(look.intoFrom), BinaryStreamBuf::Begin), into->Copy(state);
+  if (into) into->SeekG(static_cast<std::int32_t>(intoFrom), BinaryStreamBuf::Begin), into->Copy(state);
   return state;
 }
 
-std::string State(const Reference& m, const Look& look) {
-  const std::string record = look.from < m.record.size() ? m.record.substr(look.from, look.len ? look.len : -1) : "";
+std::string State(const Reference& m, std::size_t intoFrom, std::uint32_t from, std::uint32_t len) {
+  const std::string record = from < m.record.size() ? m.record.substr(from, len ? len : -1) : "";
   return std::to_string(static_cast<std::uint32_t>(m.origin + m.cur)) + " keyword " + std::string(m.kw, m.kwLen + 1) +
          " unsaved " + std::string(m.un, m.unLen + 1) + " record " + std::to_string(m.record.size()) + " " + record +
-         " into " + (m.hasInto ? std::to_string(m.into.size()) : "none") + " " + m.into.substr(look.intoFrom);
+         " into " + (m.hasInto ? std::to_string(m.into.size()) : "none") + " " + m.into.substr(intoFrom);
 }
 
 struct RandomCase {
   std::mt19937_64 rng, cuts;
   std::uint32_t Below(std::uint64_t n) { return static_cast<std::uint32_t>((rng() >> 32) * n >> 32); }
   bool OneIn(std::uint32_t n) { return Below(n) == 0; }
-  std::string Text(const std::string& alphabet, std::size_t n) {
-    std::string text(n, ' ');
-    for (char& c : text) c = alphabet[Below(alphabet.size())];
-    return Swapped(text);
-  }
-  std::string Swapped(std::string text) {  // letters in random case
+  // n bytes of the alphabet after `text`, letters in random case.
+  std::string Text(const std::string& alphabet, std::size_t n, std::string text = {}) {
+    while (text.size() < n) text += alphabet[Below(alphabet.size())];
     for (char& c : text)
       if (std::isalpha(static_cast<unsigned char>(c)) && OneIn(2)) c ^= 0x20;
     return text;
@@ -241,7 +213,7 @@ struct RandomCase {
   std::string Data(const std::string& alphabet, const std::string& keyword) {
     std::string data = Text(alphabet, OneIn(5) ? Below(12500) : Below(600));
     auto plant = [&](std::size_t at, const std::string& text) {
-      if (at < data.size() && text.size() <= data.size() - at) data.replace(at, text.size(), Swapped(text));
+      if (at < data.size() && text.size() <= data.size() - at) data.replace(at, text.size(), Text({}, 0, text));
     };
     for (std::size_t end = kBlock; end < data.size(); end += kBlock) {
       const std::size_t back = 1 + Below(keyword.size());
@@ -297,8 +269,8 @@ struct RandomCase {
     if (op < 8) {
       got = fetches[op]();
       const std::string target = op == 0 ? std::string(1, k.c_str()[0]) : form < 2 ? k : set;
-      const bool oneByteUntil = op == 6 && set.size() == 1;  // taken as FetchIntoTo
-      const auto kind = form < 2 || oneByteUntil ? m.Keyword : form == 2 ? m.InSet : m.NotInSet;
+      // A one-byte FetchIntoUntil is taken as FetchIntoTo.
+      const auto kind = form < 2 || (op == 6 && set.size() == 1) ? m.Keyword : form == 2 ? m.InSet : m.NotInSet;
       expected =
           m.FetchData(kind, target, op < 4 && kept, op < 4 ? nullptr : &to) && (form != 1 || m.Fetch(1, false, true));
     } else if (op == 8) {
@@ -331,8 +303,8 @@ struct RandomCase {
     const std::string wanted = outs && expected && op <= 3 ? std::string(m.kw, m.kwLen) : "old";
     // Record content from anywhere, 2^31 and beyond included.
     const std::uint32_t from = rnd.OneIn(2) ? 0 : rnd.OneIn(2) ? rnd.Below(30) : 0x7FFFFFFFu + rnd.Below(3);
-    const Look look{intoChecked, from, rnd.OneIn(2) ? 0 : rnd.Below(30)};
-    const std::string state = State(p, into, look), reference = State(m, look);
+    const std::uint32_t len = rnd.OneIn(2) ? 0 : rnd.Below(30);
+    const std::string state = State(p, into, intoChecked, from, len), reference = State(m, intoChecked, from, len);
     if (std::tie(got, out, state) != std::tie(expected, wanted, reference))
       return ::testing::AssertionFailure() << "seed " << seed << " step " << step << " op " << op << ": "
                                            << ::testing::PrintToString(std::tie(got, out, state)) << "\n expected "
@@ -355,17 +327,14 @@ TEST(BinaryStreamParser, MatchesTheReferenceOnRandomCases) {
 
 TEST(BinaryStreamParser, IntoChunksAndSourcesThatStopOrFail) {
   // A new `into` buffer's chunk size: its first write plus one, 128 at least while the target is ahead.
-  const struct {
-    std::string text;
-    std::uint32_t reads, chunk;
-  } intoRows[] = {
-      {"junk;", kBlock, 5}, {std::string(10, 'x') + ";", 10, 128}, {std::string(5000, 'x') + ";", kBlock, kBlock}};
-  for (const auto& row : intoRows) {
-    ShortReads buf(row.text, [&row](std::uint32_t n) { return std::min(n, row.reads); });
+  for (const auto& [text, reads, chunk] : {std::tuple<std::string, std::uint32_t, std::uint32_t>{"junk;", kBlock, 5},
+                                           {std::string(10, 'x') + ";", 10, 128},
+                                           {std::string(5000, 'x') + ";", kBlock, kBlock}}) {
+    ShortReads buf(text, [reads = reads](std::uint32_t n) { return std::min(n, reads); });
     BinaryStreamParser s(buf, false);
     SharedMemoryBuffer into;
     ASSERT_TRUE(s.FetchIntoTo(into, ";"));
-    EXPECT_EQ(into->ChunkSize(), row.chunk) << row.text.size();
+    EXPECT_EQ(into->ChunkSize(), chunk) << text.size();
   }
 
   ShortReads stuck("abc", [](std::uint32_t) { return 0u; });
