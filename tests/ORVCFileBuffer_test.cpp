@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <functional>
-#include <memory>
 #include <sstream>
 #include <string>
 
