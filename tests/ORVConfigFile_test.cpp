@@ -55,18 +55,16 @@ TEST_F(ConfigFileTest, SourcesThatCannotBeReadOrHoldTheSameSectionTwice) {
   EXPECT_EQ(Dump(ConfigFile(P("new.ini"))), L"");  // a missing file is created empty
   EXPECT_EQ(Got("new.ini"), "");
   Remove("new.ini");
-  const auto cannotOpen = [&](const std::string& name, unsigned error) {
-    EXPECT_EQ(Raises([&] { ConfigFile store(P(name)); }, name),
-              "CannotOpenSourceException 0 " + std::to_string(error) + " named");
-  };
-  cannotOpen("no\\dir.ini", ERROR_PATH_NOT_FOUND);
-  cannotOpen("", ERROR_ACCESS_DENIED);
   Put("held.ini", "[a]\nk=1");
+  const auto cannotOpen = [&](const std::string& name) { return Raises([&] { ConfigFile store(P(name)); }, name); };
+  std::string raised = cannotOpen("no\\dir.ini") + "|" + cannotOpen("");
   orvtest::SeamGuard guard;
   orvtest::g_fakeError = ERROR_SHARING_VIOLATION;
   guard.Calls().CreateFileA = orvtest::Failing<decltype(guard.Calls().CreateFileA)>::Call;
-  cannotOpen("held.ini", ERROR_SHARING_VIOLATION);
-  EXPECT_EQ(Got("held.ini"), "[a]\nk=1");
+  raised += "|" + cannotOpen("held.ini") + "|" + Got("held.ini");
+  EXPECT_EQ(raised,
+            "CannotOpenSourceException 0 3 named|CannotOpenSourceException 0 5 named|"
+            "CannotOpenSourceException 0 32 named|[a]\nk=1");
   Remove("held.ini");
   // A buffer in UTF-8 is read from its start, whatever its read position.
   ORVFile::MemoryBuffer twice("[\xC3\xA9]\n[\xC3\x89]", 13);

@@ -9,6 +9,7 @@
 #include <limits>
 #include <random>
 #include <string>
+#include <tuple>
 #include <utility>
 
 #include "ORVDateTime.h"
@@ -87,14 +88,7 @@ TEST(WildCard, MatchesAsDirDoesInBothWidths) {
 
 // One row per conversion rule; the type number is the tag a stream writes.
 TEST(Variant, EachTypeAnswersEveryAccessor) {
-  const struct Row {
-    Variant value;
-    unsigned type;
-    long asLong;
-    unsigned long asULong;
-    double asDouble;
-    const char* asString;
-  } rows[] = {
+  const std::tuple<Variant, unsigned, long, unsigned long, double, const char*> rows[] = {
       {Variant(), 0, 0, 0, 0.0, ""},
       {Variant(true), 1, 1, 1, 1.0, "1"},
       {Variant(static_cast<char>(-5)), 2, -5, 0xFFFFFFFB, -5.0, "-5"},
@@ -117,12 +111,10 @@ TEST(Variant, EachTypeAnswersEveryAccessor) {
       {Variant(std::numeric_limits<double>::quiet_NaN()), 7, 0, 0, NAN, "nan"},
       {Variant(std::string("99999999999999999999")), 15, 0, 0, 1e20, "99999999999999999999"},
   };
-  for (const Row& r : rows) {
-    SCOPED_TRACE(r.asString);
-    EXPECT_EQ(static_cast<unsigned>(r.value.Type()), r.type);
-    EXPECT_TRUE(r.value.AsLong() == r.asLong && r.value.AsULong() == r.asULong);
-    EXPECT_TRUE(r.value.AsDouble() == r.asDouble || (std::isnan(r.asDouble) && std::isnan(r.value.AsDouble())));
-    EXPECT_EQ(r.value.AsString(), r.asString);
+  for (const auto& [value, type, asLong, asULong, asDouble, asString] : rows) {
+    EXPECT_EQ(std::make_tuple(static_cast<unsigned>(value.Type()), value.AsLong(), value.AsULong(), value.AsString()),
+              std::make_tuple(type, asLong, asULong, std::string(asString)));
+    EXPECT_TRUE(value.AsDouble() == asDouble || (std::isnan(asDouble) && std::isnan(value.AsDouble()))) << asString;
   }
   // Times are 64-bit: nothing is cut to 32 bits on the way.
   EXPECT_EQ(Variant(std::string("-5000000000")).AsDateTime(), DateTime(-5000000000));
@@ -139,11 +131,10 @@ TEST(Variant, OwnsItsTextAndCopiesMovesAndAssignmentsKeepTypeAndValue) {
   EXPECT_TRUE(narrow.AsWCharP() == nullptr && Variant(1).AsCharP() == nullptr);
   Variant copy(narrow), assigned(1.5);
   EXPECT_NE(copy.AsCharP(), narrow.AsCharP()) << "its own text, not a shared pointer";
-  assigned = copy;
-  assigned = *&assigned;  // self-assignment, spelt so that Clang does not warn
+  assigned = *&(assigned = copy);  // self-assignment, spelt so that Clang does not warn
   Variant moved(std::move(copy));
   EXPECT_TRUE(assigned == narrow && copy.IsEmpty() && moved == narrow);
   // Equal means same type and same value.
-  EXPECT_TRUE(Variant(1.0f) != Variant(1.0) && Variant(1) != Variant(1L) && Variant("a") != Variant(std::string("a")));
-  EXPECT_TRUE(Variant(0) != Variant() && Variant() == Variant());
+  EXPECT_TRUE(Variant(1.0f) != Variant(1.0) && Variant(1) != Variant(1L) && Variant("a") != Variant(std::string("a")) &&
+              Variant(0) != Variant() && Variant() == Variant());
 }

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <iterator>
 #include <random>
 #include <set>
 
