@@ -74,10 +74,7 @@ TYPED_TEST(PathTest, ConstructionAssignmentComparisonAndServer) {
   const Other other(text.begin(), text.end());
   const typename TypeParam::String own = this->T(text), expected = this->T("\\\\srv\\sh\\x");
   TypeParam a(own.c_str()), b(other), c(other.c_str()), d(a), e, f, g, h;
-  e = own.c_str();
-  f = other;
-  g = other.c_str();
-  h = d;
+  e = own.c_str(), f = other, g = other.c_str(), h = d;
   for (const TypeParam* p : {&a, &b, &c, &d, &e, &f, &g, &h})
     EXPECT_TRUE(*p == a && !(*p != a) && *p == expected && *p == expected.c_str() && !(*p != expected.c_str()) &&
                 static_cast<const typename TypeParam::String&>(*p) == expected && !p->IsRelative());
