@@ -190,9 +190,8 @@ struct TextSource {
     if (kind < 14) return Run(kLetters, 1 + Below(8));
     // Narrow: any byte from 0x80; wide: unpaired surrogates or anything from 0x80.
     if (kind < 18)
-      return Str<CharT>(1, static_cast<CharT>(sizeof(CharT) == 1 ? 0x80 + Below(0x80)
-                                              : Below(2)         ? 0xD800 + Below(0x800)
-                                                                 : 0x80 + Below(0xFF80)));
+      return Str<CharT>(1, CharT(sizeof(CharT) > 1 && Below(2) ? 0xD800 + Below(0x800)
+                                                               : 0x80 + Below(sizeof(CharT) == 1 ? 0x80 : 0xFF80)));
     if (kind < 21) return Str<CharT>(1, static_cast<CharT>(Below(2) ? 0 : Below(128)));  // zeros and all of ASCII
     if (kind < 22) return S<CharT>("\\\\") + Run(kLetters, Below(20));  // only a leading server is a root
     if (kind < 40) return Pick({"\\", "/", "\\\\", "//\\", "\\/\\/"});
