@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cwctype>
 #include <map>
 #include <random>
@@ -24,14 +25,14 @@ constexpr auto kRemoved = DeviceEvent::Removed;
 // the system may coalesce or repeat.
 struct Collector : DirectoryObserverCallInterface {
   void ChangesOccurred(const std::vector<DeviceEvent>& events) override {
-    if (gate && !gate->Wait(kPatience)) ADD_FAILURE() << "gate never opened";
+    if (!gate.Wait(kPatience)) ADD_FAILURE() << "gate never opened";
     for (const DeviceEvent& e : events)
       if (e.kind != DeviceEvent::Modified) log.Add(std::wstring(1, L"MAR"[e.kind]) + L":" + e.path);
   }
   void ChangesLost(const std::wstring& directory) override { log.Add(L"L:" + directory); }
 
   Log log;
-  ORV::EventSemaphore* gate = nullptr;  // set before the source starts: holds up each batch
+  ORV::EventSemaphore gate{true, true};  // reset before the source starts: holds up each batch
 };
 
 using ObserverTest = WatchTest;
@@ -50,7 +51,7 @@ TEST_F(ObserverTest, DispatchesEveryProducersEventsByKindAndDiskInTheirOrder) {
   const std::wstring dispatch[] = {L"-DR-", L"MAR-", L"--R-"};  // by kind: Modified, Added, Removed, 7
   for (int p = 0; p < 8; ++p) Make({"D" + std::to_string(p) + "\\", "F" + std::to_string(p) + ".TXT"});
   Log log;
-  Calls got[8], expected[8];
+  std::array<Calls, 8> got, expected;
   SmartPtr<Recorder> observer(
       new Recorder(log, ORV::MakeUnhandledExceptionFunction([&](const std::wstring& name, const std::exception_ptr& e) {
                      log.Add(name + L": " + ORV::DescribeException(e));
@@ -91,11 +92,10 @@ TEST_F(ObserverTest, DispatchesEveryProducersEventsByKindAndDiskInTheirOrder) {
             (Calls{L"R:end", L"ObserverCallInterface::ProcessEvents: handler failed", L"destroyed"}));
   for (auto call = calls.begin(); call != calls.end() - 3; ++call)  // by the producer's digit after the last "\\"
     got[(*call)[call->rfind(L'\\') + 2] - L'0'].push_back(*call);
-  for (int p = 0; p < 8; ++p) {
-    EXPECT_EQ(got[p], expected[p]) << p;
-    Remove("F" + std::to_string(p) + ".TXT");
-    EXPECT_TRUE(::RemoveDirectoryA(P("D" + std::to_string(p)).c_str()));
-  }
+  EXPECT_EQ(got, expected);
+  for (int p = 0; p < 8; ++p)
+    EXPECT_TRUE(::DeleteFileA(P("F" + std::to_string(p) + ".TXT").c_str()) &&
+                ::RemoveDirectoryA(P("D" + std::to_string(p)).c_str()));
 }
 
 // Shutdown returns at once, also to a caller that holds up the handler in
@@ -161,23 +161,22 @@ TEST_F(ChangeSourceTest, WatchesADriveRootItselfAndRefusesWhatItCannotWatch) {
 // removed) is what the disk holds at the end. The source leaves nothing
 // behind.
 TEST_F(ChangeSourceTest, LossesAreReportedAndAThousandFilesThroughTheObserverAgreeWithTheDisk) {
-  ORV::EventSemaphore gate(true, false);
   SmartPtr<Collector> collector(new Collector);
-  collector->gate = &gate;
+  collector->gate.Reset();
   {
     // Room for a few notifications only, and the first batch held up while
     // two hundred more pile up. This first watch of the process also sets up
     // what the system keeps for good.
     DirectoryChangeSource source(WPath(m_dir), false, collector, 256);
     for (int i = 0; i < 200; ++i) Touch("f" + std::to_string(i));
-    gate.Set();
+    collector->gate.Set();
     ASSERT_TRUE(collector->log.WaitFor(L"L:" + W()));
   }
   for (int i = 0; i < 200; ++i) Remove("f" + std::to_string(i));
   Log log;
-  SmartPtr<Recorder> observer(new Recorder(log));
-  SmartPtr<ObserverFeed> feed(new ObserverFeed(
-      observer, ORV::MakeFunction([&](void* d) { log.Add(L"L:" + *static_cast<const std::wstring*>(d)); })));
+  SmartPtr<ObserverFeed> feed(new ObserverFeed(SmartPtr<Recorder>(new Recorder(log)), ORV::MakeFunction([&](void* d) {
+                                                 log.Add(L"L:" + *static_cast<const std::wstring*>(d));
+                                               })));
   std::map<std::wstring, bool> onDisk{{Lowered("end"), true}}, told;
   const auto before = TakeResources();
   {
@@ -201,7 +200,6 @@ TEST_F(ChangeSourceTest, LossesAreReportedAndAThousandFilesThroughTheObserverAgr
     }));
   }
   EXPECT_EQ(TakeResources(), before);
-  observer.Reset();
   for (const std::wstring& call : log.Get())
     if (call[0] == L'A' || call[0] == L'R') told[call.substr(2)] = call[0] == L'A';
   EXPECT_TRUE(feed->Losses() > 0 || told == onDisk);
