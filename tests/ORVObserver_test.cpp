@@ -78,10 +78,9 @@ TEST_F(ObserverTest, DispatchesEveryProducersEventsByKindAndDiskInTheirOrder) {
     }
   };
   std::vector<SmartPtr<ORV::Thread>> producers;
-  for (int p = 0; p < 8; ++p) {
-    producers.emplace_back(new ORV::Thread(L"producer", ORV::MakeFunction([&produce, p](void*) { produce(p); })));
-    producers.back()->Run();
-  }
+  for (int p = 0; p < 8; ++p)
+    producers.emplace_back(new ORV::Thread(L"producer", ORV::MakeFunction([&produce, p](void*) { produce(p); })))
+        ->Run();
   for (const auto& producer : producers) ASSERT_TRUE(producer->Join(kPatience));
   observer->EventsOccurred({{kRemoved, L"END"}, {kRemoved, L"after"}});
   ASSERT_TRUE(log.WaitFor(L"ObserverCallInterface::ProcessEvents: handler failed"));
@@ -177,6 +176,8 @@ TEST_F(ChangeSourceTest, LossesAreReportedAndAThousandFilesThroughTheObserverAgr
   SmartPtr<ObserverFeed> feed(new ObserverFeed(SmartPtr<Recorder>(new Recorder(log)), ORV::MakeFunction([&](void* d) {
                                                  log.Add(L"L:" + *static_cast<const std::wstring*>(d));
                                                })));
+  feed->ChangesLost(L"c:\\x");  // one loss by hand: the source's own make more
+  EXPECT_EQ(std::make_pair(feed->Losses(), log.Get()), std::make_pair(1l, Calls{L"L:c:\\x"}));
   std::map<std::wstring, bool> onDisk{{Lowered("end"), true}}, told;
   const auto before = TakeResources();
   {
@@ -196,16 +197,13 @@ TEST_F(ChangeSourceTest, LossesAreReportedAndAThousandFilesThroughTheObserverAgr
     }
     Put("end", "");
     ASSERT_TRUE(log.WaitUntil([&](const Calls& calls) {  // modifications may follow
-      return feed->Losses() > 0 || std::find(calls.begin(), calls.end(), L"A:" + Lowered("end")) != calls.end();
+      return feed->Losses() > 1 || std::find(calls.begin(), calls.end(), L"A:" + Lowered("end")) != calls.end();
     }));
   }
   EXPECT_EQ(TakeResources(), before);
   for (const std::wstring& call : log.Get())
     if (call[0] == L'A' || call[0] == L'R') told[call.substr(2)] = call[0] == L'A';
-  EXPECT_TRUE(feed->Losses() > 0 || told == onDisk);
-  const long losses = feed->Losses();
-  feed->ChangesLost(L"c:\\x");
-  EXPECT_EQ(std::make_pair(feed->Losses() - losses, log.Get().back()), std::make_pair(1l, std::wstring(L"L:c:\\x")));
+  EXPECT_TRUE(feed->Losses() > 1 || told == onDisk);
   for (const auto& [path, present] : onDisk) EXPECT_TRUE(!present || ::DeleteFileW(path.c_str())) << path.c_str();
   for (int d = 0; d < 10; ++d) EXPECT_TRUE(::RemoveDirectoryA(P("D" + std::to_string(d)).c_str()));
 }

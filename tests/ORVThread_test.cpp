@@ -10,16 +10,12 @@
 using namespace ORV;
 using orvtest::kPatience;
 
-namespace {
-
-std::wstring Raised(const std::function<void()>& f) try {
+static std::wstring Raised(const std::function<void()>& f) try {
   f();
   return L"";
 } catch (const LastErrorException& e) {
   return std::to_wstring(e.Error()) + L" " + e.What();
 }
-
-}  // namespace
 
 // The last Release of a thread waits for it; a thread cannot join itself nor
 // run twice; and none leaves a handle behind. An exception that leaves the
