@@ -112,8 +112,7 @@ TEST_F(DiskSpaceWatcherTest, EveryPassReportsTheShortDirectoriesOfAModelList) {
     ASSERT_TRUE(g_queries.WaitUntil([&](const Calls& calls) { return calls.size() >= queries; }));
     watcher->Pause();  // after two passes or more
     const Calls all = recorder.passes.Get(), passes(all.begin() + before, all.end());
-    EXPECT_EQ(passes.size() >= 2, !expected.empty()) << round;
-    EXPECT_EQ(passes, Calls(passes.size(), expected)) << round;
+    EXPECT_EQ(passes, Calls(expected.empty() ? 0 : std::max<std::size_t>(passes.size(), 2), expected)) << round;
   }
   EXPECT_EQ(TakeResources(), resources);
   detail::AvailableBytesForTesting() = m_saved;
