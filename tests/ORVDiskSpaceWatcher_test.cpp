@@ -73,11 +73,9 @@ struct DiskSpaceWatcherTest : TempDirTest {
 // character do not count. With seed 7, each of these rules, and taking the
 // first of equal entries, changes what some round reports.
 TEST_F(DiskSpaceWatcherTest, EveryPassReportsTheShortDirectoriesOfAModelList) {
-  std::string upper = m_dir;
-  for (char& c : upper) c = static_cast<char>(::toupper(static_cast<unsigned char>(c)));
   const std::string padded = m_dir + std::string(65535 - m_dir.size(), '\\');  // still names the directory
-  const std::string texts[] = {m_dir,         upper,       m_dir + "\\", padded, padded + "\\", padded.substr(0, 65534),
-                               P("file.txt"), P("missing")};
+  const std::string texts[] = {m_dir,         ORV::ToLower(m_dir),     m_dir + "\\",  padded,
+                               padded + "\\", padded.substr(0, 65534), P("file.txt"), P("missing")};
   const int keys[] = {0, 0, 1, 2, 2, 3, 4, 5};                 // from 4 on: not a directory
   const std::uint64_t required[] = {1000, 1001, 1002, ~0ull};  // 1000 free: equal is enough
   std::vector<std::size_t> order{0, 1, 2, 3, 4, 5, 6, 7};
@@ -114,17 +112,14 @@ TEST_F(DiskSpaceWatcherTest, EveryPassReportsTheShortDirectoriesOfAModelList) {
     ASSERT_TRUE(g_queries.WaitUntil([&](const Calls& calls) { return calls.size() >= queries; }));
     watcher->Pause();  // after two passes or more
     const Calls all = recorder.passes.Get(), passes(all.begin() + before, all.end());
-    EXPECT_EQ(passes.size() >= 2, !expected.empty()) << round;
-    EXPECT_EQ(passes, Calls(passes.size(), expected)) << round;
+    EXPECT_EQ(passes, Calls(expected.empty() ? 0 : std::max<std::size_t>(passes.size(), 2), expected)) << round;
   }
   EXPECT_EQ(TakeResources(), resources);
   detail::AvailableBytesForTesting() = m_saved;
   Callbacks timed;
   const ULONGLONG start = ::GetTickCount64();
   SmartPtr<DiskSpaceWatcher> periodic(new DiskSpaceWatcher(timed.Callback(), 1));
-  periodic->Pause();
-  periodic->AddWatchedPath(m_dir, ~0ull);
-  periodic->Resume();
+  periodic->AddWatchedPath(m_dir, ~0ull);  // seen by the first pass or the next
   ASSERT_TRUE(timed.WaitCalls(2));
   EXPECT_GE(::GetTickCount64() - start, 900u);                        // two passes hold a period
   EXPECT_EQ(timed.passes.Get()[0].find(L" 0/"), std::wstring::npos);  // the volume is asked: some space is free
@@ -152,11 +147,9 @@ TEST_F(DiskSpaceWatcherTest, TheCallbackMayChangeTheListAndPauseOrResumeItsWatch
   };
   watcher->AddWatchedPath(m_dir, 5);
   watcher->Resume();
-  ASSERT_TRUE(recorder.WaitCalls(2) && recorder.Ended(1) && recorder.Ended(2));
-  EXPECT_TRUE(watcher->Paused());
+  ASSERT_TRUE(recorder.WaitCalls(2) && recorder.Ended(1) && recorder.Ended(2) && watcher->Paused());
   watcher->Resume();
-  ASSERT_TRUE(recorder.WaitCalls(3) && recorder.Ended(3));
-  EXPECT_FALSE(watcher->Paused());
+  ASSERT_TRUE(recorder.WaitCalls(3) && recorder.Ended(3) && !watcher->Paused());
   watcher->Resume();
   ASSERT_TRUE(recorder.WaitCalls(4));
   watcher->Pause();

@@ -34,13 +34,9 @@ class Log {
   }
   /// Waits until done(calls) holds; false when it never came.
   bool WaitUntil(const std::function<bool(const Calls&)>& done) {
-    for (;;) {
-      {
-        ORV::CriticalSectionLock lock(m_lock);
-        if (done(m_calls)) return true;
-      }
+    while (!done(Get()))
       if (!m_changed.Wait(kPatience)) return false;
-    }
+    return true;
   }
   bool WaitFor(const std::wstring& call) {
     return WaitUntil([&](const Calls& calls) { return std::find(calls.begin(), calls.end(), call) != calls.end(); });
