@@ -113,6 +113,10 @@ struct Failing<R (*)(A...)> {
   }
 };
 
+// A capture-free arming of one entry: ORV_FAIL(WriteFile, ERROR_DISK_FULL) makes it fail with that error.
+#define ORV_FAIL(call, error) \
+  [](ORVFile::detail::FileCalls& c) { orvtest::g_fakeError = error, c.call = orvtest::Failing<decltype(c.call)>::Call; }
+
 class TempDirTest : public ::testing::Test {
  protected:
   void SetUp() override {

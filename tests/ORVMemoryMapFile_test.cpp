@@ -88,8 +88,6 @@ TEST_F(MemoryMapFileTest, Failures) {
     EXPECT_EQ(Raises([&, name = name, access = access] { MemoryMapFile(P(name), access); }, name), raised);
   EXPECT_TRUE(::RemoveDirectoryA(P("d").c_str()));
   Put("f", std::string(1000, 'x'));
-#define ORV_FAIL(call, error) \
-  [](FileCalls& c) { orvtest::g_fakeError = error, c.call = orvtest::Failing<decltype(c.call)>::Call; }
   const std::tuple<void (*)(FileCalls&), void (*)(MemoryMapFile&), const char*> rows[] = {
       {ORV_FAIL(MapViewOfFile, ERROR_NOT_ENOUGH_MEMORY), [](MemoryMapFile& f) { (void)f.Map(10, 10); },
        "FileException 6 8 named"},
@@ -99,7 +97,6 @@ TEST_F(MemoryMapFileTest, Failures) {
       {[](FileCalls& c) { c.UnmapViewOfFile = UnmapAndFail; }, [](MemoryMapFile& f) { f.Map(10, 10).Unmap(); },
        "FileException 9 87 named"},
   };
-#undef ORV_FAIL
   for (const auto& [arm, operate, raised] : rows) {
     {
       orvtest::HandleCount guard;
