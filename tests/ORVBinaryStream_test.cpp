@@ -35,6 +35,8 @@ class Trickle : public BinaryStreamMemory {
 TEST(BinaryStream, FixedWidthLittleEndianFormsRoundTripAcrossShortPieces) {
   BinaryStreamMemory buf;
   BinaryStream stream(buf);
+  // The form must match the text; the refused text leaves no byte (the bytes below start with 0xAB).
+  EXPECT_THROW(BinaryStream_Put(stream, std::string("x"), 17), ORV::Exception);
   stream << std::uint8_t{0xAB} << std::int16_t{-2} << std::numeric_limits<std::int32_t>::min()
          << std::uint64_t{0x0102030405060708} << L'\x20AC';
   BinaryStream_Put(stream, std::string("AB"), BinaryStream::NarrowString);
@@ -84,10 +86,6 @@ TEST(BinaryStream, ShortOrMismatchedDataThrowsAndLeavesTheTargetAlone) {
         << form;
     EXPECT_EQ(n + std::string(w.begin(), w.end()) + std::to_string(value), "keptkept7");
   }
-  BinaryStreamMemory empty;
-  BinaryStream out(empty);
-  EXPECT_THROW(BinaryStream_Put(out, std::string("x"), 17), ORV::Exception);  // the form must match the text
-  EXPECT_EQ(empty.Size(), 0u);
 }
 
 TEST(BinaryStreamBuf, SeekArithmeticAndALookAheadHiddenFromCallers) {

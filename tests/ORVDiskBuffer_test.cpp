@@ -43,7 +43,7 @@ TEST_F(DiskBufferTest, HoldsBytesLikeAMemoryBuffer) {
 // The temporary file comes late and goes with Clear and the buffer. A missing directory fails at the first byte
 // outside the window; a write the system cuts short raises the handle's write error, and the buffer counts only
 // the bytes before the failing piece and writes the next ones where they belong.
-TEST_F(DiskBufferTest, TheTemporaryFileLifeAndFailures) {
+TEST_F(DiskBufferTest, TheTemporaryFileItsNameLifeAndFailures) {
   const std::string bytes(1001, 'x');
   const auto sizeOnDisk = [](const std::string& path) {  // the buffer's file shares nothing, so not read
     WIN32_FILE_ATTRIBUTE_DATA data;
@@ -88,9 +88,7 @@ TEST_F(DiskBufferTest, TheTemporaryFileLifeAndFailures) {
   guard.Calls().WriteFile = ::WriteFile;
   cut.vPut("KLMNOPQRST", 10);
   EXPECT_EQ(all(cut), "abcdefghijKLMNOPQRST");
-}
-
-TEST(DiskBufferNames, FollowThePatternAndNeverRepeatAcrossThreads) {
+  // Names: the pattern, and never one twice, whatever the thread.
   const std::string first = DiskBuffer::GetTempFileNameW("d:\\x", "P-", "ext");
   const std::size_t counter = first.find('-', 7) + 1;
   const std::string pid = std::to_string(::GetCurrentProcessId());
@@ -100,9 +98,9 @@ TEST(DiskBufferNames, FollowThePatternAndNeverRepeatAcrossThreads) {
             temp + ("/P-" + pid + "-" + std::to_string(std::stoul(first.substr(counter)) + 1)));
   std::vector<std::string> names(8000);
   std::vector<std::thread> threads;
-  for (std::size_t first = 0; first < 4; ++first)
-    threads.emplace_back([&names, first] {
-      for (std::size_t i = first; i < names.size(); i += 4) names[i] = DiskBuffer::GetTempFileNameW("t", "n", "tmp");
+  for (std::size_t from = 0; from < 4; ++from)
+    threads.emplace_back([&names, from] {
+      for (std::size_t i = from; i < names.size(); i += 4) names[i] = DiskBuffer::GetTempFileNameW("t", "n", "tmp");
     });
   for (auto& thread : threads) thread.join();
   EXPECT_EQ(std::set<std::string>(names.begin(), names.end()).size(), 8000u);

@@ -27,7 +27,7 @@ using MemoryMapFileTest = orvtest::TempDirTest;
 // Random views over a file against its bytes: any offset (the system maps from 64 KiB boundaries), to the end
 // when the length is 0; what is written through a view reaches the file, also from a view that outlives its file
 // object, and an unmapped view holds nothing.
-TEST_F(MemoryMapFileTest, RandomViewsAgainstTheBytes) {
+TEST_F(MemoryMapFileTest, RandomViewsAgainstTheBytesAndAFileAboveFourGiB) {
   std::mt19937 random(11);
   std::string bytes(200000, '\0');
   for (char& c : bytes) c = static_cast<char>(random());
@@ -59,10 +59,7 @@ TEST_F(MemoryMapFileTest, RandomViewsAgainstTheBytes) {
   }
   EXPECT_EQ(Got("f"), bytes);
   Remove("f");
-}
-
-// The file is sparse where the system allows it, so it costs no disk space.
-TEST_F(MemoryMapFileTest, AboveFourGiB) {
+  // A file above 4 GiB: sparse where the system allows it, so it costs no disk space.
   const std::uint64_t size = 5ull << 30, offset = (4ull << 30) + 100;
   std::memcpy(MemoryMapFile(P("big"), Access::ReadWrite, size).Map(offset, 10).Data(), "0123456789", 10);
   {
