@@ -13,7 +13,6 @@
 #include <string>
 
 #include "ORVCFile.h"
-#include "ORVFileException.h"
 #include "ORVFileTestSupport.h"
 
 namespace {
@@ -56,9 +55,7 @@ TEST_F(CFileTest, OpensReadsWritesAndDeletesAtTheEdges) {
   ::SetFileAttributesA(P("f").c_str(), FILE_ATTRIBUTE_NORMAL);
   file.Delete();
   EXPECT_NO_THROW(file.Delete());  // nothing there: nothing to do
-  CFile temporary(P("t"), FileHint::DeleteOnClose, false, false);
-  temporary.Open(OpenMode::CreateReadWrite);
-  temporary.Close();
+  CFile(P("t"), FileHint::DeleteOnClose, false, false).Open(OpenMode::CreateReadWrite);
   EXPECT_EQ(::GetFileAttributesA(P("t").c_str()), INVALID_FILE_ATTRIBUTES);
 }
 
@@ -68,8 +65,6 @@ BOOL WINAPI ShortWrite(HANDLE h, LPCVOID d, DWORD, LPDWORD w, LPOVERLAPPED) { re
 // Calls behind the handle fail in turn: what they raise, and every handle
 // opened closed once the object goes.
 TEST_F(CFileTest, FaultsThroughTheSeam) {
-#define ORV_FAIL(call, error) \
-  [](FileCalls& c) { orvtest::g_fakeError = error, c.call = orvtest::Failing<decltype(c.call)>::Call; }
   const auto write = [](CFile& f) { f.Write("abc", 1, 3); };
   const auto open = [](CFile& f) { f.Open(OpenMode::ReadWrite); };
   const std::tuple<void (*)(FileCalls&), void (*)(CFile&), const char*> rows[] = {
@@ -80,18 +75,15 @@ TEST_F(CFileTest, FaultsThroughTheSeam) {
        "FileException 11 6"},
       {ORV_FAIL(GetFileSize, ERROR_INVALID_HANDLE), open, "FileException 15 6"},
   };
-#undef ORV_FAIL
   for (const auto& [arm, operate, raised] : rows) {
-    {
-      orvtest::HandleCount guard;
-      CFile file(P("f"));
-      file.Open(OpenMode::ReadWrite);
-      arm(guard.Calls());
-      EXPECT_EQ(Raises([&, operate = operate] { operate(file); }, "f"), std::string(raised) + " named");
-    }
-    EXPECT_EQ(orvtest::HandleCount::closed, orvtest::HandleCount::opened) << raised;
-    Remove("f");
+    SCOPED_TRACE(raised);
+    orvtest::HandleCount guard;  // outlives the file, so it sees it closed
+    CFile file(P("f"));
+    file.Open(OpenMode::ReadWrite);
+    arm(guard.Calls());
+    EXPECT_EQ(Raises([&, operate = operate] { operate(file); }, "f"), std::string(raised) + " named");
   }
+  Remove("f");
 }
 
 // A device whose writes stay pending until someone waits for them; as the
@@ -106,14 +98,12 @@ BOOL WINAPI Write(HANDLE, LPCVOID bytes, DWORD count, LPDWORD, LPOVERLAPPED reco
   running = record, record->Internal = STATUS_PENDING;
   at = (std::uint64_t{record->OffsetHigh} << 32) | record->Offset;
   data.assign(static_cast<const char*>(bytes), count);
-  ::SetLastError(ERROR_IO_PENDING);
-  return FALSE;
+  return ::SetLastError(ERROR_IO_PENDING), FALSE;
 }
 
 DWORD WINAPI Wait(HANDLE, DWORD) {
   if (running != nullptr) {
-    disk.resize(std::max(disk.size(), at + data.size()));
-    disk.replace(at, data.size(), data);
+    disk.resize(std::max(disk.size(), at + data.size())), disk.replace(at, data.size(), data);
     running->Internal = completion, running->InternalHigh = data.size(), running = nullptr;
   }
   return WAIT_OBJECT_0;
@@ -123,25 +113,24 @@ DWORD WINAPI Wait(HANDLE, DWORD) {
 TEST_F(CFileTest, OverlappedQueueAndLateFailure) {
   {
     orvtest::SeamGuard guard;
-    guard.Calls().WriteFile = slow::Write;
-    guard.Calls().WaitForSingleObject = slow::Wait;
+    guard.Calls().WriteFile = slow::Write, guard.Calls().WaitForSingleObject = slow::Wait;
     CFile file(P("f"), FileHint::Normal, true, true);
     file.Open(OpenMode::CreateReadWrite);
     std::string a = "aaaa", b = "bb", c = "cccccc";
-    file.Write(a.data(), 1, 4);
-    file.Write(b.data(), 1, 2);
-    file.Write(c.data(), 1, 6);
+    const auto put = [&file](const std::string& s) {
+      return file.Write(s.data(), 1, static_cast<std::uint32_t>(s.size()));
+    };
+    put(a), put(b), put(c);
     b = "BB";  // queued behind the running write, and not copied: the queue holds the caller's bytes
     EXPECT_EQ(file.Tell(), 12u);
     EXPECT_EQ(slow::disk, "aaaaBBcccccc");
     // A failure the device reports only at completion reaches the next operation.
     slow::completion = 0xC000007F;  // STATUS_DISK_FULL
-    EXPECT_EQ(file.Write(a.data(), 1, 4), 4u);
+    EXPECT_EQ(put(a), 4u);
     EXPECT_EQ(Raises([&] { file.Flush(); }, "f"), "WriteErrorException 13 112 named");
     slow::completion = 0;
     // One write running, one queued: the destructor writes out both.
-    file.Write(b.data(), 1, 2);
-    file.Write(c.data(), 1, 6);
+    put(b), put(c);
   }
   EXPECT_EQ(slow::disk, "aaaaBBccccccaaaaBBcccccc");
   Remove("f");
@@ -189,8 +178,7 @@ TEST_F(CFileTest, RandomOperationsAgainstAModel) {
           case 3: {
             const auto delta = static_cast<std::int32_t>(n % 70) - static_cast<std::int32_t>(std::min(length, 50u));
             file.TruncateFromEnd(delta);
-            disk.resize(length + delta);
-            position = static_cast<std::uint32_t>(disk.size());
+            disk.resize(length + delta), position = static_cast<std::uint32_t>(disk.size());
             break;
           }
           default:
@@ -198,8 +186,7 @@ TEST_F(CFileTest, RandomOperationsAgainstAModel) {
             if (n != size || n % 3 == 0) disk.resize(n), position = size = n;
         }
         size = std::max(size, position);
-        ASSERT_EQ(file.Tell(), position) << step;
-        ASSERT_EQ(file.Size(), size) << step;
+        ASSERT_EQ(std::pair(file.Tell(), file.Size()), std::pair(position, size)) << step;
       }
     }
     EXPECT_EQ(Got("f"), disk);

@@ -15,7 +15,6 @@ namespace {
 using ORVFile::DirectoryWalker;
 using ORVFile::Path;
 using Names = std::vector<std::string>;
-using Answer = std::function<bool()>;
 
 const Names kAll = {"a.txt", "b.dat", "sub\\c.txt", "sub\\deep\\d.txt", "sub\\e.txt", "sub2\\f.txt", "z.txt"};
 
@@ -36,7 +35,7 @@ class DirectoryWalkerTest : public orvtest::TempDirTest {
   void TearDown() override { EXPECT_NO_THROW(Path(m_dir).RecursiveDelete(false)); }
   // Notes each file below the directory in seen, and answers with answer.
   ORV::SmartPtr<ORVFile::DirectoryWalkerHandler> Record(
-      Names& seen, Answer answer = [] { return true; }) const {
+      Names& seen, std::function<bool()> answer = [] { return true; }) const {
     return ORV::SmartPtr<ORVFile::DirectoryWalkerHandler>(new Handler([this, &seen, answer](const Path& file) {
       seen.push_back(file.FullPath().substr(m_dir.size() + 1));
       return answer();
@@ -52,7 +51,7 @@ class DirectoryWalkerTest : public orvtest::TempDirTest {
   Names m_seen;
 };
 
-TEST_F(DirectoryWalkerTest, WalksTheModelFromAnyStart) {
+TEST_F(DirectoryWalkerTest, WalksTheModelFromAnyStartAsTheHandlersDecide) {
   DirectoryWalker walker;
   walker.AddHandler(Record(m_seen));
   EXPECT_EQ(Walk(walker, "", "*.*", false), (Names{"a.txt", "b.dat", "z.txt"}));
@@ -70,9 +69,7 @@ TEST_F(DirectoryWalkerTest, WalksTheModelFromAnyStart) {
   never.AddHandler(Record(m_seen));
   EXPECT_TRUE(Walk(never, P("sub\\nothing.txt")).empty() && Walk(never, P("sub")).empty())
       << "a directory is never a start";
-}
-
-TEST_F(DirectoryWalkerTest, TheLastHandlerDecidesAndAStopStays) {
+  // The last handler decides and a stop stays.
   for (const bool firstGoesOn : {false, true}) {
     DirectoryWalker walker;
     Names first;

@@ -22,7 +22,6 @@ namespace {
 
 using namespace model;
 using ORVFile::DiskBuffer;
-using orvtest::Catch;
 
 // The one difference: Clear drops the look-ahead store even when called directly.
 struct DiskReference : ORV::BinaryStreamMemory {
@@ -41,7 +40,10 @@ TEST_F(DiskBufferTest, HoldsBytesLikeAMemoryBuffer) {
   });
 }
 
-TEST_F(DiskBufferTest, TheTemporaryFileComesLateAndGoesWithClearAndTheBuffer) {
+// The temporary file comes late and goes with Clear and the buffer. A missing directory fails at the first byte
+// outside the window; a write the system cuts short raises the handle's write error, and the buffer counts only
+// the bytes before the failing piece and writes the next ones where they belong.
+TEST_F(DiskBufferTest, TheTemporaryFileItsNameLifeAndFailures) {
   const std::string bytes(1001, 'x');
   const auto sizeOnDisk = [](const std::string& path) {  // the buffer's file shares nothing, so not read
     WIN32_FILE_ATTRIBUTE_DATA data;
@@ -54,8 +56,7 @@ TEST_F(DiskBufferTest, TheTemporaryFileComesLateAndGoesWithClearAndTheBuffer) {
     EXPECT_EQ(b.TemporaryFile(), "") << "data that fits the window from 0 needs no file";
     EXPECT_EQ(b.vPut(bytes.data(), 1), 1u);
     const std::string name = b.TemporaryFile();
-    const std::string prefix = m_dir + "/ORVDiskBuffer-" + std::to_string(::GetCurrentProcessId()) + "-";
-    EXPECT_EQ(name.substr(0, prefix.size()) + name.substr(name.size() - 4), prefix + ".tmp");
+    EXPECT_EQ(name.rfind(m_dir + "/ORVDiskBuffer-", 0), 0u) << name;  // the pattern itself: below
     EXPECT_EQ(sizeOnDisk(name), 1001) << "the window was written back when the put position left it";
     b.vPut(bytes.data(), 3);
     b.vFlush();
@@ -66,53 +67,41 @@ TEST_F(DiskBufferTest, TheTemporaryFileComesLateAndGoesWithClearAndTheBuffer) {
   DiskBuffer b(m_dir, 64, 0);
   b.vPut(bytes.data(), 1);
   EXPECT_EQ(sizeOnDisk(b.TemporaryFile()), 1) << "without a window every byte goes to the file";
-}
-
-// A missing directory fails at the first byte outside the window; a write the
-// system cuts short raises the handle's write error, and the buffer counts only
-// the bytes before the failing piece and writes the next ones where they belong.
-TEST_F(DiskBufferTest, FailuresOfTheFileLeaveTheBufferUsable) {
+  const auto all = [](DiskBuffer& b) {
+    char back[32];
+    return b.vSeekG(0, Begin), std::string(back, b.vGet(back, sizeof back));
+  };
   {
-    DiskBuffer b(m_dir + "\\missing", 7, 10);
-    b.vPut("0123456789", 10);
-    const auto raised = Catch([&] { b.vPut("x", 1); });
-    EXPECT_EQ(raised.type + " " + std::to_string(raised.lastError), "FileCannotOpenException 3");
-    char back[11] = {};
-    b.vSeekG(0, Begin);
-    EXPECT_EQ(std::string(back, b.vGet(back, 11)), "0123456789");
+    DiskBuffer missing(m_dir + "\\missing", 7, 10);
+    missing.vPut("0123456789", 10);
+    EXPECT_EQ(Raises([&] { missing.vPut("x", 1); }, "missing"), "FileCannotOpenException 2 3 named");
+    EXPECT_EQ(all(missing), "0123456789");
   }
   orvtest::SeamGuard guard;
-  DiskBuffer b(m_dir, 7, 0);
-  b.vPut("abcdefghij", 10);
+  DiskBuffer cut(m_dir, 7, 0);
+  cut.vPut("abcdefghij", 10);
   guard.Calls().WriteFile = [](HANDLE file, LPCVOID data, DWORD count, LPDWORD written, LPOVERLAPPED) -> BOOL {
     return ::WriteFile(file, data, count / 2, written, nullptr);
   };
-  const auto raised = Catch([&] { b.vPut("klmnopqrst", 10); });
-  EXPECT_EQ(raised.type + " " + std::to_string(raised.lastError), "WriteErrorException 112");  // ERROR_DISK_FULL
-  EXPECT_EQ(b.vSize() + b.vTellP(), 20u);
+  EXPECT_EQ(Raises([&] { cut.vPut("klmnopqrst", 10); }, "x"), "WriteErrorException 13 112");  // ERROR_DISK_FULL
+  EXPECT_EQ(cut.vSize() + cut.vTellP(), 20u);
   guard.Calls().WriteFile = ::WriteFile;
-  b.vPut("KLMNOPQRST", 10);
-  char back[21] = {};
-  b.vSeekG(0, Begin);
-  EXPECT_EQ(std::string(back, b.vGet(back, 21)), "abcdefghijKLMNOPQRST");
-}
-
-TEST(DiskBufferNames, FollowThePatternAndNeverRepeatAcrossThreads) {
+  cut.vPut("KLMNOPQRST", 10);
+  EXPECT_EQ(all(cut), "abcdefghijKLMNOPQRST");
+  // Names: the pattern, and never one twice, whatever the thread.
   const std::string first = DiskBuffer::GetTempFileNameW("d:\\x", "P-", "ext");
-  const std::string second = DiskBuffer::GetTempFileNameW("", "P-", "");
   const std::size_t counter = first.find('-', 7) + 1;
   const std::string pid = std::to_string(::GetCurrentProcessId());
   EXPECT_EQ(first.substr(0, counter) + first.substr(first.size() - 4), "d:\\x/P-" + pid + "-.ext");
   const char* temp = std::getenv("TEMP") ? std::getenv("TEMP") : std::getenv("TMP") ? std::getenv("TMP") : "";
-  EXPECT_EQ(second, temp + ("/P-" + pid + "-" + std::to_string(std::stoul(first.substr(counter)) + 1)));
-  std::vector<std::vector<std::string>> names(4);
+  EXPECT_EQ(DiskBuffer::GetTempFileNameW("", "P-", ""),
+            temp + ("/P-" + pid + "-" + std::to_string(std::stoul(first.substr(counter)) + 1)));
+  std::vector<std::string> names(8000);
   std::vector<std::thread> threads;
-  for (auto& list : names)
-    threads.emplace_back([&list] {
-      for (int i = 0; i < 2000; ++i) list.push_back(DiskBuffer::GetTempFileNameW("t", "n", "tmp"));
+  for (std::size_t from = 0; from < 4; ++from)
+    threads.emplace_back([&names, from] {
+      for (std::size_t i = from; i < names.size(); i += 4) names[i] = DiskBuffer::GetTempFileNameW("t", "n", "tmp");
     });
   for (auto& thread : threads) thread.join();
-  std::set<std::string> distinct;
-  for (const auto& list : names) distinct.insert(list.begin(), list.end());
-  EXPECT_EQ(distinct.size(), 8000u);
+  EXPECT_EQ(std::set<std::string>(names.begin(), names.end()).size(), 8000u);
 }

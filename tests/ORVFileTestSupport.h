@@ -69,7 +69,7 @@ class SeamGuard {
 };
 
 /// Counts, in its scope, the handles opened through the table (files and
-/// mappings) and those closed, so that a test can see none was left open.
+/// mappings) and those closed; at its end none may be left open.
 class HandleCount : public SeamGuard {
  public:
   HandleCount() {
@@ -84,6 +84,7 @@ class HandleCount : public SeamGuard {
     };
     Calls().CloseHandle = [](HANDLE handle) { return ++closed, ::CloseHandle(handle); };
   }
+  ~HandleCount() { EXPECT_EQ(closed, opened) << "handles left open"; }
   static inline int opened = 0, closed = 0;
 
  private:
@@ -112,6 +113,10 @@ struct Failing<R (*)(A...)> {
       return static_cast<R>(~0ul);  // INVALID_SET_FILE_POINTER, INVALID_FILE_SIZE
   }
 };
+
+// A capture-free arming of one entry: ORV_FAIL(WriteFile, ERROR_DISK_FULL) makes it fail with that error.
+#define ORV_FAIL(call, error) \
+  [](ORVFile::detail::FileCalls& c) { orvtest::g_fakeError = error, c.call = orvtest::Failing<decltype(c.call)>::Call; }
 
 class TempDirTest : public ::testing::Test {
  protected:

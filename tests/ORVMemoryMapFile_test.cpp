@@ -27,7 +27,7 @@ using MemoryMapFileTest = orvtest::TempDirTest;
 // Random views over a file against its bytes: any offset (the system maps from 64 KiB boundaries), to the end
 // when the length is 0; what is written through a view reaches the file, also from a view that outlives its file
 // object, and an unmapped view holds nothing.
-TEST_F(MemoryMapFileTest, RandomViewsAgainstTheBytes) {
+TEST_F(MemoryMapFileTest, RandomViewsAgainstTheBytesAndAFileAboveFourGiB) {
   std::mt19937 random(11);
   std::string bytes(200000, '\0');
   for (char& c : bytes) c = static_cast<char>(random());
@@ -59,10 +59,7 @@ TEST_F(MemoryMapFileTest, RandomViewsAgainstTheBytes) {
   }
   EXPECT_EQ(Got("f"), bytes);
   Remove("f");
-}
-
-// The file is sparse where the system allows it, so it costs no disk space.
-TEST_F(MemoryMapFileTest, AboveFourGiB) {
+  // A file above 4 GiB: sparse where the system allows it, so it costs no disk space.
   const std::uint64_t size = 5ull << 30, offset = (4ull << 30) + 100;
   std::memcpy(MemoryMapFile(P("big"), Access::ReadWrite, size).Map(offset, 10).Data(), "0123456789", 10);
   {
@@ -88,8 +85,6 @@ TEST_F(MemoryMapFileTest, Failures) {
     EXPECT_EQ(Raises([&, name = name, access = access] { MemoryMapFile(P(name), access); }, name), raised);
   EXPECT_TRUE(::RemoveDirectoryA(P("d").c_str()));
   Put("f", std::string(1000, 'x'));
-#define ORV_FAIL(call, error) \
-  [](FileCalls& c) { orvtest::g_fakeError = error, c.call = orvtest::Failing<decltype(c.call)>::Call; }
   const std::tuple<void (*)(FileCalls&), void (*)(MemoryMapFile&), const char*> rows[] = {
       {ORV_FAIL(MapViewOfFile, ERROR_NOT_ENOUGH_MEMORY), [](MemoryMapFile& f) { (void)f.Map(10, 10); },
        "FileException 6 8 named"},
@@ -99,15 +94,12 @@ TEST_F(MemoryMapFileTest, Failures) {
       {[](FileCalls& c) { c.UnmapViewOfFile = UnmapAndFail; }, [](MemoryMapFile& f) { f.Map(10, 10).Unmap(); },
        "FileException 9 87 named"},
   };
-#undef ORV_FAIL
   for (const auto& [arm, operate, raised] : rows) {
-    {
-      orvtest::HandleCount guard;
-      MemoryMapFile file(P("f"), Access::ReadWrite);
-      arm(guard.Calls());
-      EXPECT_EQ(Raises([&, operate = operate] { operate(file); }, "f"), raised);
-    }
-    EXPECT_EQ(orvtest::HandleCount::closed, orvtest::HandleCount::opened) << raised;
+    SCOPED_TRACE(raised);
+    orvtest::HandleCount guard;  // outlives the file, so it sees it closed
+    MemoryMapFile file(P("f"), Access::ReadWrite);
+    arm(guard.Calls());
+    EXPECT_EQ(Raises([&, operate = operate] { operate(file); }, "f"), raised);
   }
   Remove("f");
 }
