@@ -252,8 +252,8 @@ class Driver {
     op = std::string(name) + " n " + std::to_string(n) + " offset " + std::to_string(off) + " direction " +
          std::to_string(dir);
     std::string outs[2];
-    const std::string r = Try([&] { return on(*p.real, outs[0]); });
-    const std::string e = Try([&] { return on(*p.reference, outs[1]); });
+    const std::string r = Try([&, &on = on] { return on(*p.real, outs[0]); });
+    const std::string e = Try([&, &on = on] { return on(*p.reference, outs[1]); });
     results = r + " against " + e + ", output " + testing::PrintToString(outs[0]) + " against " +
               testing::PrintToString(outs[1]);
     return r == e && outs[0] == outs[1];
