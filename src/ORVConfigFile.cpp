@@ -489,28 +489,36 @@ class NewFile {
   void Open() {
     m_temporary.emplace(SaveTarget(m_path), m_path);
     m_file.emplace(m_temporary->Name());
-    m_file->Open(OpenMode::ReadWrite);
+    AsCannotOpen([this] { m_file->Open(OpenMode::ReadWrite); });
     m_bytes.reserve(kPiece + kPiece / 4);
   }
   std::string& Bytes() { return m_bytes; }
   bool Empty() const { return m_written == 0 && m_bytes.empty(); }
   void WriteIfFull() {
-    if (m_bytes.size() >= kPiece) Write();
+    if (m_bytes.size() >= kPiece) AsCannotOpen([this] { Write(); });
   }
   // The data reaches the disk before the name moves over the old file.
   void Commit() {
-    try {
+    AsCannotOpen([this] {
       Write();
       m_file->Flush();
       m_file->Close();
-    } catch (const FileException& failure) {
-      RaiseCannotOpen(ORVFILE_THROW_SITE, ErrorOf(failure), m_path);
-    }
+    });
     m_temporary->Replace();
   }
 
  private:
   static constexpr std::size_t kPiece = 256 * 1024;
+
+  // A save fails with the store's exception only, whichever write fails.
+  template <class Work>
+  void AsCannotOpen(Work&& work) {
+    try {
+      work();
+    } catch (const FileException& failure) {
+      RaiseCannotOpen(ORVFILE_THROW_SITE, ErrorOf(failure), m_path);
+    }
+  }
 
   void Write() {
     if (!m_bytes.empty()) m_file->Write(m_bytes.data(), 1, static_cast<std::uint32_t>(m_bytes.size()));
