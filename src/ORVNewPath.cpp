@@ -339,6 +339,177 @@ std::size_t WalkSegments(const CharT* in, CharT* out, std::size_t first, std::si
   return kept;
 }
 
+// Texts shorter than this take the walk over bit masks below: a bit for
+// each unit and one for the end fit in 128.
+constexpr std::size_t kMaskedUnits = 127;
+
+using Mask = unsigned __int128;
+
+inline std::size_t LowestBit(Mask bits) noexcept {
+  const auto low = static_cast<std::uint64_t>(bits);
+  return low != 0 ? static_cast<std::size_t>(__builtin_ctzll(low))
+                  : 64 + static_cast<std::size_t>(__builtin_ctzll(static_cast<std::uint64_t>(bits >> 64)));
+}
+
+inline std::size_t HighestBit(Mask bits) noexcept {
+  const auto high = static_cast<std::uint64_t>(bits >> 64);
+  return high != 0 ? 127 - static_cast<std::size_t>(__builtin_clzll(high))
+                   : 63 - static_cast<std::size_t>(__builtin_clzll(static_cast<std::uint64_t>(bits)));
+}
+
+// The units from begin to end.
+inline Mask Span(std::size_t begin, std::size_t end) noexcept { return (Mask(1) << end) - (Mask(1) << begin); }
+
+template <class CharT>
+[[gnu::always_inline]] inline void CopyBlock(CharT* to, const CharT* from) noexcept {
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(to), _mm_loadu_si128(reinterpret_cast<const __m128i*>(from)));
+}
+
+// Copies count units, and up to two blocks more: both sides have room. Two
+// blocks hold most runs; the loop for longer ones becomes a call of the C
+// runtime's memcpy, which would cost more than the copy on short ones.
+template <class CharT>
+[[gnu::always_inline]] inline void CopyBlocks(CharT* to, const CharT* from, std::size_t count) noexcept {
+  constexpr std::size_t kBlock = kBlockUnits<CharT>;
+  CopyBlock(to, from);
+  CopyBlock(to + kBlock, from + kBlock);
+  for (std::size_t at = 2 * kBlock; at < count; at += kBlock) CopyBlock(to + at, from + at);
+}
+
+// Units that may start a device name: the initials of the table's names in
+// either case.
+template <class CharT>
+[[gnu::always_inline]] inline unsigned DeviceInitials(__m128i units) noexcept {
+  const __m128i folded = units | (sizeof(CharT) == 1 ? _mm_set1_epi8(0x20) : _mm_set1_epi16(0x20));
+  return BitsOf<CharT>(Equal<CharT>(folded, 'a') | Equal<CharT>(folded, 'c') | Equal<CharT>(folded, 'l') |
+                       Equal<CharT>(folded, 'n') | Equal<CharT>(folded, 'p'));
+}
+
+// A text shorter than kMaskedUnits with its slashes turned and two blocks of
+// zeros after it, and where its separators (the end counting as one), dots,
+// units no name may hold and device initials are (the last two only when
+// validating).
+template <class CharT>
+struct MaskedText {
+  static constexpr std::size_t kBlock = kBlockUnits<CharT>;
+  alignas(16) CharT units[kMaskedUnits + 1 + 2 * kBlock];
+  Mask separators = 0;
+  Mask dots = 0;
+  Mask invalid = 0;
+  Mask initials = 0;
+
+  MaskedText(const CharT* text, std::size_t size, bool validate) noexcept {
+    if (size >= kBlock) {
+      for (std::size_t at = 0; at + kBlock <= size; at += kBlock) Take(LoadBlock(text + at, validate), at, validate);
+      // The last block ends with the text: what it repeats, it sets alike.
+      Take(LoadBlock(text + size - kBlock, validate), size - kBlock, validate);
+    } else {
+      Take(LoadTail(text, size, validate), 0, validate);
+      invalid &= Span(0, size);
+    }
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(units + size), _mm_setzero_si128());
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(units + size + kBlock), _mm_setzero_si128());
+    separators |= Mask(1) << size;
+  }
+
+ private:
+  [[gnu::always_inline]] void Take(const Block& block, std::size_t at, bool validate) noexcept {
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(units + at), block.units);
+    separators |= Mask(block.separators) << at;
+    dots |= Mask(block.dots) << at;
+    if (validate) {
+      invalid |= Mask(block.invalid) << at;
+      initials |= Mask(DeviceInitials<CharT>(block.units)) << at;
+    }
+  }
+};
+
+// Whether validation could refuse a segment of the text: one holds a unit no
+// name may hold, or names a device before a dot. The general walk then finds
+// out whether that segment is kept.
+template <class CharT>
+bool MayRefuse(const MaskedText<CharT>& text, Mask starts, std::size_t first, std::size_t size,
+               bool (*namesDevice)(const CharT*)) noexcept {
+  if ((text.invalid & Span(first, size)) != 0) return true;
+  const Mask dots = text.dots;
+  for (Mask named = starts & text.initials & ((dots >> 3) | (dots >> 4) | (dots >> 6)); named != 0;
+       named &= named - 1) {
+    if (namesDevice(text.units + LowestBit(named))) return true;
+  }
+  return false;
+}
+
+// WalkSegments for a text shorter than kMaskedUnits, into out (room for two
+// blocks past the text), without refusals: kNone when validation (asked by
+// giving namesDevice) could refuse a segment. It works on the masks: the
+// runs of plain segments between empty and dot segments are copied whole,
+// and the separators written are a mask too, so that ".." finds the segment
+// it removes without walking back. Paths full of dot segments, which defeat
+// a branch predictor, so cost little more than plain ones.
+template <class CharT>
+std::size_t WalkMasked(const MaskedText<CharT>& text, CharT* out, std::size_t first, std::size_t size, bool absolute,
+                       bool (*namesDevice)(const CharT*)) noexcept {
+  const CharT dot = CharT('.');
+  const CharT* const units = text.units;
+  const Mask separators = text.separators;
+  const Mask starts = ((separators << 1) | (Mask(1) << first)) & Span(first, size + 1);
+  if (namesDevice != nullptr && MayRefuse(text, starts, first, size, namesDevice)) return kNone;
+
+  const Mask parents = starts & text.dots & (text.dots >> 1) & (separators >> 2);
+  Mask events = (starts & (separators | (text.dots & (separators >> 1)))) | parents;
+  CopyBlocks(out, units, first);
+  Mask written = 0;  // the separators in out
+  std::size_t kept = first;
+  std::size_t from = first;  // the first unit not yet taken
+  while (events != 0) {
+    const std::size_t at = LowestBit(events);
+    events &= events - 1;
+    CopyBlocks(out + kept, units + from, at - from);
+    written |= ((separators & Span(from, at)) >> from) << kept;
+    kept += at - from;
+    const bool parent = (units[at] == dot) & (units[at + 1] == dot);
+    from = at + 1 + (units[at] == dot) + parent;  // past the segment and its separator
+    if (!parent) continue;
+    if (absolute || !OnlyParentsBefore(out, first, kept)) {
+      const Mask before = written & Span(first, std::max(kept, first + 1) - 1);
+      kept = before != 0 ? HighestBit(before) + 1 : first;
+      written &= Span(0, kept);
+    } else {
+      from = at;  // kept, as the start of the next run
+    }
+  }
+  if (from < size) {
+    CopyBlocks(out + kept, units + from, size - from);
+    kept += size - from;
+  }
+  return kept;
+}
+
+// The walk of in, from first, written into s with the root before first as
+// it stands; returns its length. refused: the first position written that
+// validation (asked by giving namesDevice) refuses, or kNone.
+template <class CharT>
+std::size_t WalkInto(std::basic_string<CharT>& s, const CharT* in, std::size_t size, std::size_t first, bool absolute,
+                     bool (*namesDevice)(const CharT*), std::size_t& refused) {
+  if (size < kMaskedUnits) {
+    const MaskedText<CharT> masked(in, size, namesDevice != nullptr);
+    CharT walked[kMaskedUnits + 1 + 2 * kBlockUnits<CharT>];
+    const std::size_t length = WalkMasked(masked, walked, first, size, absolute, namesDevice);
+    if (length != kNone) {
+      s.assign(walked, length);
+      refused = kNone;
+      return length;
+    }
+  }
+  s.resize(size + kBlockUnits<CharT>);  // room for the walk's last block store
+  CharT* const out = &s[0];
+  for (std::size_t i = 0; i < first; ++i) out[i] = Unslashed(in[i]);
+  Refusals<CharT> refusals{namesDevice, kNone};
+  const std::size_t length = WalkSegments(in, out, first, size, absolute, namesDevice != nullptr ? &refusals : nullptr);
+  refused = refusals.first;
+  return length;
+}
+
 // Most names fail this at once.
 template <class CharT>
 bool MayNameDevice(const CharT* text) noexcept {
@@ -504,10 +675,8 @@ void NewPathT<CharT>::Set(const String& text, PathType type, bool validate) {
   String& s = m_path;
   std::size_t size = text.size();
   // The text is most likely not in the cache: its first lines are fetched
-  // while the buffer is sized.
+  // while the root is read.
   PrefetchHead(text.data(), size);
-  s.resize(size + kBlockUnits<CharT>);  // room for the walk's last block store
-  CharT* const out = &s[0];
   const CharT* in = text.data();
 
   // 4. "file:\\\C:\x" loses eight units, "file:\\srv\x" only "file:".
@@ -563,16 +732,15 @@ void NewPathT<CharT>::Set(const String& text, PathType type, bool validate) {
   // resolving dot segments.
   const bool absolute = (m_state & kAbsolute) != 0;
   const std::size_t first = absolute && root < size ? root + 1 : root;
-  for (std::size_t i = 0; i < first; ++i) out[i] = Unslashed(in[i]);
   // 11. Validation of the segments after the root learns on the walk what it
   // needs of all but the last segment, which it reads once the text is final.
-  Refusals<CharT> refusals{&IsDeviceName, kNone};
-  FinishDots(s, WalkSegments(in, out, first, size, absolute, validate ? &refusals : nullptr), root, refusals.first);
+  std::size_t refused = kNone;
+  FinishDots(s, WalkInto(s, in, size, first, absolute, validate ? &IsDeviceName : nullptr, refused), root, refused);
   // ".\u:" resolves to "u:", which would read back as a drive: refused.
   if ((m_state & kDrive) == 0 && s.size() >= 2 && s[1] == CharT(':')) ThrowInvalidPath();
   if (validate && s.size() > root) {
     const std::size_t last = ShortSegmentStart(s.c_str(), absolute ? root + 1 : root, s.size());
-    if (refusals.first != kNone ||
+    if (refused != kNone ||
         (last != kNone && DeviceShaped(s[last], s.size() - last) && IsDeviceName(s.c_str() + last)))
       ThrowInvalidPath();
   }
