@@ -366,8 +366,7 @@ template <class CharT>
 }
 
 // Copies count units, and up to two blocks more: both sides have room. Two
-// blocks hold most runs; the loop for longer ones becomes a call of the C
-// runtime's memcpy, which would cost more than the copy on short ones.
+// blocks hold most runs.
 template <class CharT>
 [[gnu::always_inline]] inline void CopyBlocks(CharT* to, const CharT* from, std::size_t count) noexcept {
   constexpr std::size_t kBlock = kBlockUnits<CharT>;
