@@ -335,4 +335,28 @@ TYPED_TEST(NewPathTest, SetOnGeneratedTexts) {
   EXPECT_TRUE(validAccepted > texts / 10 && validAccepted < texts - texts / 10) << validAccepted;
 }
 
+// Texts under 127 units take a walk of their own; the same text made longer
+// by a segment that ".." removes takes the general one and must give the
+// same path, or the same refusal.
+TYPED_TEST(NewPathTest, ShortAndLongTextsWalkAlike) {
+  using Path = NewPathT<TypeParam>;
+  TextSource<TypeParam> source;
+  const std::string roots[] = {"a\\", "C:a\\", "C:\\", "\\a\\", "\\\\srv\\", "//srv/"};
+  const Str<TypeParam> detour = S<TypeParam>(std::string(130, 'q') + "\\..\\");
+  for (int index = 0; index < 20000 * orvtest::TestScale(); ++index) {
+    const Str<TypeParam> root = S<TypeParam>(roots[index % std::size(roots)]);
+    const std::size_t length = root.size() + source.Below(127 - root.size());
+    Str<TypeParam> text = root;
+    while (text.size() < length) text += source.Token();
+    text.resize(length);
+    for (const bool validate : {false, true}) {
+      Path p, q;
+      const bool parsed = Parses(p, text, PathType::File, validate);
+      EXPECT_TRUE(parsed == Parses(q, root + detour + text.substr(root.size()), PathType::File, validate) &&
+                  (!parsed || Observe(p) == Observe(q)))
+          << testing::PrintToString(text) << (validate ? " validated" : "");
+    }
+  }
+}
+
 }  // namespace
