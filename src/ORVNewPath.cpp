@@ -443,8 +443,7 @@ bool MayRefuse(const MaskedText<CharT>& text, Mask starts, std::size_t first, st
 // giving namesDevice) could refuse a segment. It works on the masks: the
 // runs of plain segments between empty and dot segments are copied whole,
 // and the separators written are a mask too, so that ".." finds the segment
-// it removes without walking back. Paths full of dot segments, which defeat
-// a branch predictor, so cost little more than plain ones.
+// it removes without walking back.
 template <class CharT>
 std::size_t WalkMasked(const MaskedText<CharT>& text, CharT* out, std::size_t first, std::size_t size, bool absolute,
                        bool (*namesDevice)(const CharT*)) noexcept {
@@ -664,11 +663,11 @@ void NewPathT<CharT>::Set(const String& text, PathType type, bool validate) {
   m_size = 0;
   m_time = ORV::DateTime(0);
 
-  // 2. The result is written straight into the path's own buffer (no
-  // allocation once it has held a text this long); it is never longer than
-  // the text. Slashes become backslashes as units are copied.
+  // 2. The result goes into the path's own buffer (no allocation once it has
+  // held a text this long); it is never longer than the text. Slashes become
+  // backslashes as units are copied.
   if (&text == &m_path) {
-    Set(String(text), type, validate);  // the walk writes where it reads
+    Set(String(text), type, validate);  // the walks write into the buffer they would read
     return;
   }
   String& s = m_path;
@@ -739,8 +738,7 @@ void NewPathT<CharT>::Set(const String& text, PathType type, bool validate) {
   if ((m_state & kDrive) == 0 && s.size() >= 2 && s[1] == CharT(':')) ThrowInvalidPath();
   if (validate && s.size() > root) {
     const std::size_t last = ShortSegmentStart(s.c_str(), absolute ? root + 1 : root, s.size());
-    if (refused != kNone ||
-        (last != kNone && DeviceShaped(s[last], s.size() - last) && IsDeviceName(s.c_str() + last)))
+    if (refused != kNone || (last != kNone && DeviceShaped(s[last], s.size() - last) && IsDeviceName(s.c_str() + last)))
       ThrowInvalidPath();
   }
 
