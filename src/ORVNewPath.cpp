@@ -392,34 +392,50 @@ template <class CharT>
 struct MaskedText {
   static constexpr std::size_t kBlock = kBlockUnits<CharT>;
   alignas(16) CharT units[kMaskedUnits + 1 + 2 * kBlock];
-  Mask separators = 0;
-  Mask dots = 0;
+  Mask separators;
+  Mask dots;
   Mask invalid = 0;
   Mask initials = 0;
 
   MaskedText(const CharT* text, std::size_t size, bool validate) noexcept {
-    if (size >= kBlock) {
-      for (std::size_t at = 0; at + kBlock <= size; at += kBlock) Take(LoadBlock(text + at, validate), at, validate);
+    // A block's bits, stored side by side, are the mask of the blocks: no
+    // shift per block.
+    using BlockBits = std::conditional_t<sizeof(CharT) == 1, std::uint16_t, std::uint8_t>;
+    BlockBits bits[4][sizeof(Mask) / sizeof(BlockBits)] = {};
+    std::size_t at = 0;
+    for (; at + kBlock <= size; at += kBlock) {
+      const Block block = LoadBlock(text + at, validate);
+      _mm_store_si128(reinterpret_cast<__m128i*>(units + at), block.units);
+      const std::size_t index = at / kBlock;
+      bits[0][index] = static_cast<BlockBits>(block.separators);
+      bits[1][index] = static_cast<BlockBits>(block.dots);
+      if (validate) {
+        bits[2][index] = static_cast<BlockBits>(block.invalid);
+        bits[3][index] = static_cast<BlockBits>(DeviceInitials<CharT>(block.units));
+      }
+    }
+    std::memcpy(&separators, bits[0], sizeof(Mask));
+    std::memcpy(&dots, bits[1], sizeof(Mask));
+    if (validate) {
+      std::memcpy(&invalid, bits[2], sizeof(Mask));
+      std::memcpy(&initials, bits[3], sizeof(Mask));
+    }
+    if (at < size) {
       // The last block ends with the text: what it repeats, it sets alike.
-      Take(LoadBlock(text + size - kBlock, validate), size - kBlock, validate);
-    } else {
-      Take(LoadTail(text, size, validate), 0, validate);
-      invalid &= Span(0, size);
+      // A text shorter than a block is read padded.
+      const std::size_t last = size >= kBlock ? size - kBlock : 0;
+      const Block block = size >= kBlock ? LoadBlock(text + last, validate) : LoadTail(text, size, validate);
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(units + last), block.units);
+      separators |= Mask(block.separators) << last;
+      dots |= Mask(block.dots) << last;
+      if (validate) {
+        invalid |= (Mask(block.invalid) << last) & Span(0, size);
+        initials |= Mask(DeviceInitials<CharT>(block.units)) << last;
+      }
     }
     _mm_storeu_si128(reinterpret_cast<__m128i*>(units + size), _mm_setzero_si128());
     _mm_storeu_si128(reinterpret_cast<__m128i*>(units + size + kBlock), _mm_setzero_si128());
     separators |= Mask(1) << size;
-  }
-
- private:
-  [[gnu::always_inline]] void Take(const Block& block, std::size_t at, bool validate) noexcept {
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(units + at), block.units);
-    separators |= Mask(block.separators) << at;
-    dots |= Mask(block.dots) << at;
-    if (validate) {
-      invalid |= Mask(block.invalid) << at;
-      initials |= Mask(DeviceInitials<CharT>(block.units)) << at;
-    }
   }
 };
 
