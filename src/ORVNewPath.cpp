@@ -446,9 +446,13 @@ template <class CharT>
 bool MayRefuse(const MaskedText<CharT>& text, Mask starts, std::size_t first, std::size_t size,
                bool (*namesDevice)(const CharT*)) noexcept {
   if ((text.invalid & Span(first, size)) != 0) return true;
+  // Starts of names of 3, 4 or 6 units before a dot.
   const Mask dots = text.dots;
-  for (Mask named = starts & text.initials & ((dots >> 3) | (dots >> 4) | (dots >> 6)); named != 0;
-       named &= named - 1) {
+  const Mask inName1 = ~(text.separators >> 1), inName2 = inName1 & ~(text.separators >> 2),
+             inName3 = inName2 & ~(text.separators >> 3),
+             inName5 = inName3 & ~(text.separators >> 4) & ~(text.separators >> 5);
+  const Mask shaped = ((dots >> 3) & inName2) | ((dots >> 4) & inName3) | ((dots >> 6) & inName5);
+  for (Mask named = starts & text.initials & shaped; named != 0; named &= named - 1) {
     if (namesDevice(text.units + LowestBit(named))) return true;
   }
   return false;
