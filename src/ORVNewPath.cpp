@@ -365,14 +365,15 @@ template <class CharT>
   _mm_storeu_si128(reinterpret_cast<__m128i*>(to), _mm_loadu_si128(reinterpret_cast<const __m128i*>(from)));
 }
 
-// Copies count units, and up to two blocks more: both sides have room. Two
-// blocks hold most runs.
+// The units CopyBlocks copies whatever the count: most runs.
+constexpr std::size_t kCopiedUnits = 32;
+
+// Copies count units, and up to kCopiedUnits more: both sides have room.
 template <class CharT>
 [[gnu::always_inline]] inline void CopyBlocks(CharT* to, const CharT* from, std::size_t count) noexcept {
   constexpr std::size_t kBlock = kBlockUnits<CharT>;
-  CopyBlock(to, from);
-  CopyBlock(to + kBlock, from + kBlock);
-  for (std::size_t at = 2 * kBlock; at < count; at += kBlock) CopyBlock(to + at, from + at);
+  for (std::size_t at = 0; at < kCopiedUnits; at += kBlock) CopyBlock(to + at, from + at);
+  for (std::size_t at = kCopiedUnits; at < count; at += kBlock) CopyBlock(to + at, from + at);
 }
 
 // Units that may start a device name: the initials of the table's names in
@@ -384,14 +385,14 @@ template <class CharT>
                        Equal<CharT>(folded, 'n') | Equal<CharT>(folded, 'p'));
 }
 
-// A text shorter than kMaskedUnits with its slashes turned and two blocks of
+// A text shorter than kMaskedUnits with its slashes turned and kCopiedUnits
 // zeros after it, and where its separators (the end counting as one), dots,
 // units no name may hold and device initials are (the last two only when
 // validating).
 template <class CharT>
 struct MaskedText {
   static constexpr std::size_t kBlock = kBlockUnits<CharT>;
-  alignas(16) CharT units[kMaskedUnits + 1 + 2 * kBlock];
+  alignas(16) CharT units[kMaskedUnits + 1 + kCopiedUnits];
   Mask separators;
   Mask dots;
   Mask invalid = 0;
@@ -433,8 +434,8 @@ struct MaskedText {
         initials |= Mask(DeviceInitials<CharT>(block.units)) << last;
       }
     }
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(units + size), _mm_setzero_si128());
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(units + size + kBlock), _mm_setzero_si128());
+    for (std::size_t pad = 0; pad < kCopiedUnits; pad += kBlock)
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(units + size + pad), _mm_setzero_si128());
     separators |= Mask(1) << size;
   }
 };
@@ -458,8 +459,8 @@ bool MayRefuse(const MaskedText<CharT>& text, Mask starts, std::size_t first, st
   return false;
 }
 
-// WalkSegments for a text shorter than kMaskedUnits, into out (room for two
-// blocks past the text), without refusals: kNone when validation (asked by
+// WalkSegments for a text shorter than kMaskedUnits, into out (room for kCopiedUnits
+// past the text), without refusals: kNone when validation (asked by
 // giving namesDevice) could refuse a segment. It works on the masks: the
 // runs of plain segments between empty and dot segments are copied whole,
 // and the separators written are a mask too, so that ".." finds the segment
@@ -515,7 +516,7 @@ std::size_t WalkInto(std::basic_string<CharT>& s, const CharT* in, std::size_t s
     // bits, which a predictor misses.
     constexpr std::size_t kStride = 64 / sizeof(CharT);
     const MaskedText<CharT> masked(in, size, namesDevice != nullptr);
-    alignas(16) CharT walked[kMaskedUnits + 1 + kStride];
+    alignas(16) CharT walked[kMaskedUnits + 1 + std::max(kStride, kCopiedUnits)];
     const std::size_t length = WalkMasked(masked, walked, first, size, absolute, namesDevice);
     if (length != kNone) {
       for (std::size_t at = 0; at < kStride; at += kBlockUnits<CharT>)
