@@ -133,22 +133,36 @@ struct Texts {
   std::vector<Kind> kind;
 };
 
+// The texts of one width copied in order into blocks allocated one after
+// another, as a program that loads a list of paths holds them. Made in place,
+// they would lie among the blocks their making freed, and each width's among
+// the other's.
+template <class String>
+std::vector<String> LaidOut(const std::vector<String>& texts) {
+  std::vector<String> copies;
+  copies.reserve(texts.size());
+  for (const String& text : texts) copies.emplace_back(text);
+  return copies;
+}
+
 Texts Generate() {
-  Texts t;
-  t.narrow.reserve(kTextCount);
-  t.wide.reserve(kTextCount);
-  t.kind.reserve(kTextCount);
+  Texts made;
+  made.narrow.reserve(kTextCount);
+  made.wide.reserve(kTextCount);
+  made.kind.reserve(kTextCount);
   Random rnd;
-  while (t.narrow.size() < kTextCount) {
+  while (made.narrow.size() < kTextCount) {
     const Kind kind = static_cast<Kind>(rnd.Below(kKinds));
     std::string s = MakePath(rnd, kind);
     if (s.size() < kMinLength || s.size() > kMaxLength) continue;
-    // Each text gets a block of its own size, allocated in turn, narrow as
-    // wide: s itself, grown while it was built, would leave them scattered.
-    t.wide.emplace_back(s.begin(), s.end());
-    t.narrow.emplace_back(s);
-    t.kind.push_back(kind);
+    made.wide.emplace_back(s.begin(), s.end());
+    made.narrow.push_back(std::move(s));
+    made.kind.push_back(kind);
   }
+  Texts t;
+  t.narrow = LaidOut(made.narrow);
+  t.wide = LaidOut(made.wide);
+  t.kind = std::move(made.kind);
   return t;
 }
 
