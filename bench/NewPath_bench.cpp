@@ -200,54 +200,54 @@ struct Medians {
 };
 
 // Runs interleave the three, so that drift on a noisy machine hits all alike.
-template <class Peer>
-Medians Compare(const Texts& t, const std::vector<std::uint32_t>& set, Peer peer) {
-  std::vector<double> narrow, wide, other;
-  NewPath a;
-  NewPathW w;
+// narrow(i) and wide(i) handle text i of their width; peer, a wide text.
+template <class Narrow, class Wide, class Peer>
+Medians Compare(const Texts& t, const std::vector<std::uint32_t>& set, Narrow narrow, Wide wide, Peer peer) {
+  std::vector<double> a, w, other;
   for (int run = 0; run < kRuns; ++run) {
-    narrow.push_back(Rate(set, [&](std::uint32_t i) {
-      a.Set(t.narrow[i], PathType::File, true);
-      return a.RawPath().size();
-    }));
-    wide.push_back(Rate(set, [&](std::uint32_t i) {
-      w.Set(t.wide[i], PathType::File, true);
-      return w.RawPath().size();
-    }));
+    a.push_back(Rate(set, narrow));
+    w.push_back(Rate(set, wide));
     other.push_back(Rate(set, [&](std::uint32_t i) { return peer(t.wide[i]); }));
   }
-  return {Median(narrow), Median(wide), Median(other)};
+  return {Median(a), Median(w), Median(other)};
 }
 
-// A note, not a row: two parts of Set's cost, in the same runs as the peer.
-// Assigning each text to a reused string is the least a Set that keeps its
-// result in a string pays (the C runtime's memcpy); Set without validation
+// Set, with or without validation, into one path object per width.
+template <class Peer>
+Medians CompareSet(const Texts& t, const std::vector<std::uint32_t>& set, Peer peer, bool validate = true) {
+  NewPath a;
+  NewPathW w;
+  return Compare(
+      t, set,
+      [&](std::uint32_t i) {
+        a.Set(t.narrow[i], PathType::File, validate);
+        return a.RawPath().size();
+      },
+      [&](std::uint32_t i) {
+        w.Set(t.wide[i], PathType::File, validate);
+        return w.RawPath().size();
+      },
+      peer);
+}
+
+// A note, not a row: two parts of Set's cost, each in the same runs as the
+// peer. Assigning each text to a reused string is the least a Set that keeps
+// its result in a string pays (the C runtime's copy); Set without validation
 // is the walk alone.
 template <class Peer>
 void NoteParts(const Texts& t, const std::vector<std::uint32_t>& set, Peer peer) {
   std::string narrow;
   std::wstring wide;
-  NewPath a;
-  NewPathW w;
-  std::vector<double> assignN, assignW, walkN, walkW, other;
-  for (int run = 0; run < kRuns; ++run) {
-    assignN.push_back(Rate(set, [&](std::uint32_t i) { return narrow.assign(t.narrow[i]).size(); }));
-    assignW.push_back(Rate(set, [&](std::uint32_t i) { return wide.assign(t.wide[i]).size(); }));
-    walkN.push_back(Rate(set, [&](std::uint32_t i) {
-      a.Set(t.narrow[i], PathType::File, false);
-      return a.RawPath().size();
-    }));
-    walkW.push_back(Rate(set, [&](std::uint32_t i) {
-      w.Set(t.wide[i], PathType::File, false);
-      return w.RawPath().size();
-    }));
-    other.push_back(Rate(set, [&](std::uint32_t i) { return peer(t.wide[i]); }));
-  }
-  const double p = Median(other);
+  const Medians assign = Compare(
+      t, set, [&](std::uint32_t i) { return narrow.assign(t.narrow[i]).size(); },
+      [&](std::uint32_t i) { return wide.assign(t.wide[i]).size(); }, peer);
+  const Medians walk = CompareSet(t, set, peer, false);
   std::printf(
       "NewPath_bench: parts: assigning each text to a reused string runs at %.2f (narrow) and %.2f (wide) times "
-      "PathCanonicalizeW's %.2f M paths/s, Set without validation at %.2f and %.2f times, in the same runs\n",
-      Median(assignN) / p, Median(assignW) / p, p / 1e6, Median(walkN) / p, Median(walkW) / p);
+      "PathCanonicalizeW's %.2f M paths/s, Set without validation at %.2f and %.2f times its %.2f M, in the same "
+      "runs\n",
+      assign.narrow / assign.peer, assign.wide / assign.peer, assign.peer / 1e6, walk.narrow / walk.peer,
+      walk.wide / walk.peer, walk.peer / 1e6);
 }
 
 void Rows(const Medians& m, const std::string& texts, const char* peer) {
@@ -281,11 +281,11 @@ int main() {
   }
 
   std::fprintf(stderr, "NewPath_bench: against GetFullPathNameW\n");
-  Rows(Compare(t, all,
-               [](const std::wstring& s) {
-                 wchar_t out[MAX_PATH];
-                 return static_cast<std::size_t>(::GetFullPathNameW(s.c_str(), MAX_PATH, out, nullptr));
-               }),
+  Rows(CompareSet(t, all,
+                  [](const std::wstring& s) {
+                    wchar_t out[MAX_PATH];
+                    return static_cast<std::size_t>(::GetFullPathNameW(s.c_str(), MAX_PATH, out, nullptr));
+                  }),
        std::to_string(all.size()) + " mixed paths", "GetFullPathNameW");
 
   // PathCchCanonicalizeEx refuses relative paths: both sides get the drive and
@@ -293,15 +293,15 @@ int main() {
   std::fprintf(stderr, "NewPath_bench: against PathCchCanonicalizeEx\n");
   const unsigned long cchFlags = PATHCCH_CANONICALIZE_SLASHES;
   std::size_t failures = 0;
-  Rows(Compare(t, absolute,
-               [&failures](const std::wstring& s) {
-                 wchar_t out[MAX_PATH];
-                 if (FAILED(::PathCchCanonicalizeEx(out, MAX_PATH, s.c_str(), cchFlags))) {
-                   ++failures;
-                   return std::size_t{0};
-                 }
-                 return static_cast<std::size_t>(out[0]);
-               }),
+  Rows(CompareSet(t, absolute,
+                  [&failures](const std::wstring& s) {
+                    wchar_t out[MAX_PATH];
+                    if (FAILED(::PathCchCanonicalizeEx(out, MAX_PATH, s.c_str(), cchFlags))) {
+                      ++failures;
+                      return std::size_t{0};
+                    }
+                    return static_cast<std::size_t>(out[0]);
+                  }),
        std::to_string(absolute.size()) + " drive and UNC paths", "PathCchCanonicalizeEx");
   if (failures != 0) {
     std::printf("NewPath_bench: PathCchCanonicalizeEx failed on %zu of %zu texts per run\n", failures / kRuns,
@@ -324,12 +324,12 @@ int main() {
     wchar_t out[MAX_PATH];
     return ::PathCanonicalizeW(out, s.c_str()) ? static_cast<std::size_t>(out[0]) : std::size_t{0};
   };
-  Rows(Compare(t, all, canonicalize), std::to_string(all.size()) + " mixed paths", "PathCanonicalizeW");
+  Rows(CompareSet(t, all, canonicalize), std::to_string(all.size()) + " mixed paths", "PathCanonicalizeW");
   NoteParts(t, all, canonicalize);
 
   std::fprintf(stderr, "NewPath_bench: against std::filesystem::path::lexically_normal\n");
-  Rows(Compare(t, leading,
-               [](const std::wstring& s) { return std::filesystem::path(s).lexically_normal().native().size(); }),
+  Rows(CompareSet(t, leading,
+                  [](const std::wstring& s) { return std::filesystem::path(s).lexically_normal().native().size(); }),
        "first " + std::to_string(leading.size()) + " mixed paths", "std::filesystem::path::lexically_normal");
   return 0;
 }
