@@ -148,13 +148,22 @@ template <class CharT, std::size_t... I>
 }
 
 template <class CharT>
-[[gnu::always_inline]] inline Block LoadBlock(const CharT* text, bool validate) noexcept {
-  __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text));
+[[gnu::always_inline]] inline __m128i TurnSlashes(__m128i v) noexcept {
   const __m128i flip = sizeof(CharT) == 1 ? _mm_set1_epi8('\\' ^ '/') : _mm_set1_epi16('\\' ^ '/');
-  v = _mm_xor_si128(v, _mm_and_si128(Equal<CharT>(v, '/'), flip));
+  return _mm_xor_si128(v, _mm_and_si128(Equal<CharT>(v, '/'), flip));
+}
+
+// The bits of a block whose slashes are turned.
+template <class CharT>
+[[gnu::always_inline]] inline Block ClassifyBlock(__m128i v, bool validate) noexcept {
   constexpr auto kTable = std::make_index_sequence<sizeof kInvalidPathChars - 1>();
   const unsigned invalid = validate ? BitsOf<CharT>(InvalidInName<CharT>(v, kTable)) : 0u;
   return {v, BitsOf<CharT>(Equal<CharT>(v, '\\')), BitsOf<CharT>(Equal<CharT>(v, '.')), invalid};
+}
+
+template <class CharT>
+[[gnu::always_inline]] inline Block LoadBlock(const CharT* text, bool validate) noexcept {
+  return ClassifyBlock<CharT>(TurnSlashes<CharT>(_mm_loadu_si128(reinterpret_cast<const __m128i*>(text))), validate);
 }
 
 // The last count units of a text, fewer than a block, padded with zeros, so
@@ -385,56 +394,88 @@ template <class CharT>
                        Equal<CharT>(folded, 'n') | Equal<CharT>(folded, 'p'));
 }
 
+// Wide units as bytes that every test of a name answers alike: ASCII units
+// as they are, any other as 0x7F, which no test takes.
+inline __m128i AsBytes(__m128i low, __m128i high) noexcept {
+  const auto ascii = [](__m128i v) {
+    const __m128i inAscii = _mm_cmpeq_epi16(_mm_subs_epu16(v, _mm_set1_epi16(0x7F)), _mm_setzero_si128());
+    return _mm_or_si128(_mm_and_si128(inAscii, v), _mm_andnot_si128(inAscii, _mm_set1_epi16(0x7F)));
+  };
+  return _mm_packus_epi16(ascii(low), ascii(high));
+}
+
+// What the masks take from sixteen units: a bit for each.
+struct StepBits {
+  unsigned separators;
+  unsigned dots;
+  unsigned invalid;
+  unsigned initials;
+};
+
+// Sixteen units of from with their slashes turned, stored to to, and their
+// bits: one narrow block, or two wide ones tested as one block of bytes.
+template <class CharT>
+[[gnu::always_inline]] inline StepBits TakeStep(const CharT* from, CharT* to, bool validate) noexcept {
+  const auto load = [&](std::size_t at) {
+    const __m128i v = TurnSlashes<CharT>(_mm_loadu_si128(reinterpret_cast<const __m128i*>(from + at)));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(to + at), v);
+    return v;
+  };
+  __m128i bytes;
+  if constexpr (sizeof(CharT) == 1) {
+    bytes = load(0);
+  } else {
+    const __m128i low = load(0);
+    bytes = AsBytes(low, load(8));
+  }
+  const Block block = ClassifyBlock<char>(bytes, validate);
+  return {block.separators, block.dots, block.invalid, validate ? DeviceInitials<char>(bytes) : 0u};
+}
+
 // A text shorter than kMaskedUnits with its slashes turned and kCopiedUnits
 // zeros after it, and where its separators (the end counting as one), dots,
 // units no name may hold and device initials are (the last two only when
 // validating).
 template <class CharT>
 struct MaskedText {
-  static constexpr std::size_t kBlock = kBlockUnits<CharT>;
+  static constexpr std::size_t kStep = 16;
   alignas(16) CharT units[kMaskedUnits + 1 + kCopiedUnits];
   Mask separators;
   Mask dots;
-  Mask invalid = 0;
-  Mask initials = 0;
+  Mask invalid;
+  Mask initials;
 
   MaskedText(const CharT* text, std::size_t size, bool validate) noexcept {
-    // A block's bits, stored side by side, are the mask of the blocks: no
-    // shift per block.
-    using BlockBits = std::conditional_t<sizeof(CharT) == 1, std::uint16_t, std::uint8_t>;
-    BlockBits bits[4][sizeof(Mask) / sizeof(BlockBits)] = {};
+    // The steps' bits, stored side by side, are the masks: no shift per step.
+    std::uint16_t bits[4][sizeof(Mask) / 2] = {};
     std::size_t at = 0;
-    for (; at + kBlock <= size; at += kBlock) {
-      const Block block = LoadBlock(text + at, validate);
-      _mm_store_si128(reinterpret_cast<__m128i*>(units + at), block.units);
-      const std::size_t index = at / kBlock;
-      bits[0][index] = static_cast<BlockBits>(block.separators);
-      bits[1][index] = static_cast<BlockBits>(block.dots);
+    for (; at + kStep <= size; at += kStep) {
+      const StepBits step = TakeStep(text + at, units + at, validate);
+      const std::size_t index = at / kStep;
+      bits[0][index] = static_cast<std::uint16_t>(step.separators);
+      bits[1][index] = static_cast<std::uint16_t>(step.dots);
       if (validate) {
-        bits[2][index] = static_cast<BlockBits>(block.invalid);
-        bits[3][index] = static_cast<BlockBits>(DeviceInitials<CharT>(block.units));
+        bits[2][index] = static_cast<std::uint16_t>(step.invalid);
+        bits[3][index] = static_cast<std::uint16_t>(step.initials);
       }
     }
     std::memcpy(&separators, bits[0], sizeof(Mask));
     std::memcpy(&dots, bits[1], sizeof(Mask));
-    if (validate) {
-      std::memcpy(&invalid, bits[2], sizeof(Mask));
-      std::memcpy(&initials, bits[3], sizeof(Mask));
-    }
+    std::memcpy(&invalid, bits[2], sizeof(Mask));
+    std::memcpy(&initials, bits[3], sizeof(Mask));
     if (at < size) {
-      // The last block ends with the text: what it repeats, it sets alike.
-      // A text shorter than a block is read padded.
-      const std::size_t last = size >= kBlock ? size - kBlock : 0;
-      const Block block = size >= kBlock ? LoadBlock(text + last, validate) : LoadTail(text, size, validate);
-      _mm_storeu_si128(reinterpret_cast<__m128i*>(units + last), block.units);
-      separators |= Mask(block.separators) << last;
-      dots |= Mask(block.dots) << last;
-      if (validate) {
-        invalid |= (Mask(block.invalid) << last) & Span(0, size);
-        initials |= Mask(DeviceInitials<CharT>(block.units)) << last;
-      }
+      // The last step ends with the text: what it repeats, it sets alike. A
+      // text shorter than a step is read from a padded copy.
+      CharT padded[kStep] = {};
+      for (std::size_t i = 0; size < kStep && i < size; ++i) padded[i] = text[i];
+      const std::size_t last = size >= kStep ? size - kStep : 0;
+      const StepBits step = TakeStep(size >= kStep ? text + last : padded, units + last, validate);
+      separators |= Mask(step.separators) << last;
+      dots |= Mask(step.dots) << last;
+      invalid |= (Mask(step.invalid) << last) & Span(0, size);
+      initials |= Mask(step.initials) << last;
     }
-    for (std::size_t pad = 0; pad < kCopiedUnits; pad += kBlock)
+    for (std::size_t pad = 0; pad < kCopiedUnits; pad += kBlockUnits<CharT>)
       _mm_storeu_si128(reinterpret_cast<__m128i*>(units + size + pad), _mm_setzero_si128());
     separators |= Mask(1) << size;
   }
