@@ -500,12 +500,12 @@ bool MayRefuse(const MaskedText<CharT>& text, Mask starts, std::size_t first, st
   return false;
 }
 
-// WalkSegments for a text shorter than kMaskedUnits, into out (room for kCopiedUnits
-// past the text), without refusals: kNone when validation (asked by
-// giving namesDevice) could refuse a segment. It works on the masks: the
-// runs of plain segments between empty and dot segments are copied whole,
-// and the separators written are a mask too, so that ".." finds the segment
-// it removes without walking back.
+// WalkSegments for a text shorter than kMaskedUnits, into out (with room for
+// kCopiedUnits past the text), without refusals: kNone when validation
+// (asked by giving namesDevice) could refuse a segment. It works on the
+// masks: the runs of plain segments between empty and dot segments are
+// copied whole, and the separators written are a mask too, so that ".."
+// finds the segment it removes without walking back.
 template <class CharT>
 std::size_t WalkMasked(const MaskedText<CharT>& text, CharT* out, std::size_t first, std::size_t size, bool absolute,
                        bool (*namesDevice)(const CharT*)) noexcept {
