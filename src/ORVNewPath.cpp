@@ -577,6 +577,33 @@ std::size_t WalkInto(std::basic_string<CharT>& s, const CharT* in, std::size_t s
   return length;
 }
 
+constexpr std::uint64_t Packed(const char* name) noexcept {
+  std::uint64_t packed = 0;
+  for (; *name != '\0'; ++name) packed = packed << 8 | static_cast<unsigned char>(*name);
+  return packed;
+}
+
+// Whether the name of length units at text, letters folded, is a name of the
+// table: the search can find no other.
+template <class CharT>
+bool FoldsToDeviceName(const CharT* text, std::size_t length) noexcept {
+  std::uint64_t packed = 0;
+  for (std::size_t i = 0; i < length; ++i) {
+    const auto unit = static_cast<std::make_unsigned_t<CharT>>(FoldAscii(text[i]));
+    if (unit > 0x7F) return false;
+    packed = packed << 8 | unit;
+  }
+  const std::uint64_t digit = packed & 0xFF, stem = packed >> 8;
+  switch (length) {
+    case 3:
+      return packed == Packed("aux") || packed == Packed("con") || packed == Packed("nul") || packed == Packed("prn");
+    case 4:
+      return (stem == Packed("com") || stem == Packed("lpt")) && digit >= '1' && digit <= '9';
+    default:
+      return packed == Packed("clock$");
+  }
+}
+
 // Most names fail this at once.
 template <class CharT>
 bool MayNameDevice(const CharT* text) noexcept {
@@ -585,7 +612,7 @@ bool MayNameDevice(const CharT* text) noexcept {
          text[length] != CharT('\\'))
     ++length;
   const CharT stop = text[length];
-  return (stop == CharT('.') || stop == CharT(0)) && DeviceShaped(text[0], length);
+  return (stop == CharT('.') || stop == CharT(0)) && DeviceShaped(text[0], length) && FoldsToDeviceName(text, length);
 }
 
 // The exceptions of Set carry no message.
