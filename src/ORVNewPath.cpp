@@ -808,13 +808,12 @@ void NewPathT<CharT>::Set(const String& text, PathType type, bool validate) {
   // first: they cannot move where the server name ends, and the end trim
   // below takes them.
   if ((m_state & kUNC) != 0) {
+    // One loop finds where the name ends and whether a unit refuses it.
+    static const UnitRule<CharT> refused(&InvalidComputerNameChar);
     std::size_t end = root;
-    while (end < size && !IsSeparator(in[end])) ++end;
-    if (validate) {
-      static const UnitRule<CharT> refused(&InvalidComputerNameChar);
-      if (end - root < 1 || end - root > 15 || std::any_of(in + root, in + end, [](CharT c) { return refused(c); }))
-        ThrowInvalidPath();
-    }
+    bool refusedUnit = false;
+    for (; end < size && !IsSeparator(in[end]); ++end) refusedUnit |= refused(in[end]);
+    if (validate && (end - root < 1 || end - root > 15 || refusedUnit)) ThrowInvalidPath();
     StoreRootLength(end);
     root = StoredRootLength();
   } else {
