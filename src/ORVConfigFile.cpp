@@ -286,10 +286,10 @@ void FeedBlock(std::string_view block, std::string& carry, Visit& visit) {
   carry.assign(block.substr(last + 1));
 }
 
-// Calls opened with the file's size, then visit with each line of the file,
-// each byte one unit. Read in blocks: a load keeps the store in memory, never
-// a copy of the whole file as well (fresh pages are what loading costs most
-// under Wine).
+// Calls opened once the file is open (made when missing), then visit with
+// each line of the file, each byte one unit. Read in blocks: a load keeps the
+// store in memory, never a copy of the whole file as well (fresh pages are
+// what loading costs most under Wine).
 template <class Opened, class Visit>
 void ForEachFileLine(const std::string& path, Opened&& opened, Visit&& visit) {
   constexpr std::uint32_t kBlock = 64 * 1024;
@@ -297,7 +297,7 @@ void ForEachFileLine(const std::string& path, Opened&& opened, Visit&& visit) {
   try {
     CFile file(path, FileHint::SequentialScan);
     const std::uint32_t size = OpenOrCreate(file, path);
-    opened(size);
+    opened();
     std::string block(std::min(size, kBlock), '\0');
     for (std::uint32_t left = size; left != 0;) {
       const std::uint32_t length = std::min(left, kBlock);
@@ -334,8 +334,9 @@ bool IsKey(std::wstring_view name) {
 
 // The values a save still has to write, in the store's (WNoCase) order:
 // pointers to its entries (the store outlives the save), each section and
-// key written once, then done. Defaults (Config::FindDefaults) are left out,
-// and so is a section that holds nothing but defaults.
+// key written once, then done. Keys that show a default (the flag that
+// Config::FindDefaults reads) are left out, and so is a section that holds
+// nothing but defaults.
 class Pending {
  public:
   using Key = Config::Keys::value_type;
@@ -349,11 +350,13 @@ class Pending {
     for (const auto& section : store.Values()) count += section.second.size();
     m_keys.reserve(count);
     for (const auto& section : store.Values()) {
-      const Config::Keys defaults = store.FindDefaults(section.first);
       const std::size_t first = m_keys.size();
-      for (const auto& key : section.second)
-        if (defaults.empty() || defaults.count(key.first) == 0) m_keys.push_back(&key);
-      if (defaults.empty() || m_keys.size() != first) m_sections.push_back({&section, first, m_keys.size()});
+      bool anyDefault = false;
+      for (const auto& key : section.second) {
+        anyDefault = anyDefault || key.second.second;
+        if (!key.second.second) m_keys.push_back(&key);
+      }
+      if (!anyDefault || m_keys.size() != first) m_sections.push_back({&section, first, m_keys.size()});
     }
     m_sectionDone.resize(m_sections.size());
     m_keyDone.resize(m_keys.size());
@@ -469,7 +472,7 @@ class MapBuilder {
 void LoadFile(const std::string& path, Config::Map& values) {
   MapBuilder builder(values);
   ForEachFileLine(
-      path, [](std::uint32_t) {}, builder);
+      path, [] {}, builder);
 }
 
 void LoadText(std::wstring_view text, Config::Map& values) {
@@ -554,7 +557,7 @@ void SaveToFile(const std::string& path, Pending& values) {
   };
   std::string prefix;
   ForEachFileLine(
-      path, [&](std::uint32_t) { out.Open(); },
+      path, [&] { out.Open(); },
       [&](std::string_view text) {
         const auto line = Scan(text);
         switch (line.kind) {

@@ -168,7 +168,7 @@ template <class CharT>
 
 // The last count units of a text, fewer than a block, padded with zeros, so
 // that no load reads past the text. Fixed-size copies, which the compiler
-// inlines: a loop would become a call of the C runtime's memcpy.
+// inlines.
 template <class CharT>
 Block LoadTail(const CharT* text, std::size_t count, bool validate) noexcept {
   alignas(16) unsigned char padded[16] = {};
@@ -385,13 +385,12 @@ template <class CharT>
   for (std::size_t at = kCopiedUnits; at < count; at += kBlock) CopyBlock(to + at, from + at);
 }
 
-// Units that may start a device name: the initials of the table's names in
+// Bytes that may start a device name: the initials of the table's names in
 // either case.
-template <class CharT>
-[[gnu::always_inline]] inline unsigned DeviceInitials(__m128i units) noexcept {
-  const __m128i folded = units | (sizeof(CharT) == 1 ? _mm_set1_epi8(0x20) : _mm_set1_epi16(0x20));
-  return BitsOf<CharT>(Equal<CharT>(folded, 'a') | Equal<CharT>(folded, 'c') | Equal<CharT>(folded, 'l') |
-                       Equal<CharT>(folded, 'n') | Equal<CharT>(folded, 'p'));
+[[gnu::always_inline]] inline unsigned DeviceInitials(__m128i bytes) noexcept {
+  const __m128i folded = bytes | _mm_set1_epi8(0x20);
+  return BitsOf<char>(Equal<char>(folded, 'a') | Equal<char>(folded, 'c') | Equal<char>(folded, 'l') |
+                      Equal<char>(folded, 'n') | Equal<char>(folded, 'p'));
 }
 
 // Wide units as bytes that every test of a name answers alike: ASCII units
@@ -429,7 +428,7 @@ template <class CharT>
     bytes = AsBytes(low, load(8));
   }
   const Block block = ClassifyBlock<char>(bytes, validate);
-  return {block.separators, block.dots, block.invalid, validate ? DeviceInitials<char>(bytes) : 0u};
+  return {block.separators, block.dots, block.invalid, validate ? DeviceInitials(bytes) : 0u};
 }
 
 // A text shorter than kMaskedUnits with its slashes turned and kCopiedUnits
