@@ -203,17 +203,6 @@ bool DeviceShaped(CharT initial, std::size_t length) noexcept {
 // The position after the highest bit set in bits.
 inline std::size_t AfterLastBit(unsigned bits) noexcept { return static_cast<std::size_t>(32 - __builtin_clz(bits)); }
 
-// Where the segment that ends at end starts, or kNone when it is longer than
-// any device name.
-template <class CharT>
-std::size_t ShortSegmentStart(const CharT* text, std::size_t first, std::size_t end) noexcept {
-  for (std::size_t length = 0; length <= kLongestDevice; ++length) {
-    if (end - length == first) return first;
-    if (text[end - length - 1] == CharT('\\')) return end - length;
-  }
-  return kNone;
-}
-
 // What validation learns on the walk: the first position written that
 // refuses the path (an invalid unit, or the start of a segment that names a
 // device). A cut at or before it takes every such position with it.
@@ -241,13 +230,14 @@ struct Refusals {
   }
 };
 
+// A fixed count of lines, whatever the text's length: a loop over its lines
+// ends where a predictor cannot guess, and a prefetch past the text is free.
 template <class CharT>
-void PrefetchHead(const CharT* text, std::size_t size) noexcept {
+void PrefetchHead(const CharT* text) noexcept {
   constexpr std::size_t kLine = 64;
-  constexpr std::size_t kLines = 4;
+  constexpr std::size_t kLines = sizeof(CharT) == 1 ? 2 : 4;  // about 120 units
   const char* const bytes = reinterpret_cast<const char*>(text);
-  const std::size_t length = std::min(size * sizeof(CharT), kLine * kLines);
-  for (std::size_t at = 0; at < length; at += kLine) _mm_prefetch(bytes + at, _MM_HINT_T0);
+  for (std::size_t line = 0; line < kLines; ++line) _mm_prefetch(bytes + line * kLine, _MM_HINT_T0);
 }
 
 // Whether the segments written before kept are all "..": a relative path
@@ -582,6 +572,19 @@ constexpr std::uint64_t Packed(const char* name) noexcept {
   return packed;
 }
 
+// Whether name, length units with letters folded packed one to a byte (the
+// first highest, as Packed), is a name of the table. Nothing branches on the
+// name: most names a predictor cannot guess.
+inline bool PackedDeviceName(std::uint64_t name, std::size_t length) noexcept {
+  const std::uint64_t digit = name & 0xFF, stem = name >> 8;
+  const bool three = (length == 3) & ((name == Packed("aux")) | (name == Packed("con")) | (name == Packed("nul")) |
+                                      (name == Packed("prn")));
+  const bool four =
+      (length == 4) & ((stem == Packed("com")) | (stem == Packed("lpt"))) & (digit >= '1') & (digit <= '9');
+  const bool six = (length == 6) & (name == Packed("clock$"));
+  return three | four | six;
+}
+
 // Whether the name of length units at text, letters folded, is a name of the
 // table: the search can find no other.
 template <class CharT>
@@ -592,15 +595,57 @@ bool FoldsToDeviceName(const CharT* text, std::size_t length) noexcept {
     if (unit > 0x7F) return false;
     packed = packed << 8 | unit;
   }
-  const std::uint64_t digit = packed & 0xFF, stem = packed >> 8;
-  switch (length) {
-    case 3:
-      return packed == Packed("aux") || packed == Packed("con") || packed == Packed("nul") || packed == Packed("prn");
-    case 4:
-      return (stem == Packed("com") || stem == Packed("lpt")) && digit >= '1' && digit <= '9';
-    default:
-      return packed == Packed("clock$");
+  return PackedDeviceName(packed, length);
+}
+
+constexpr std::uint64_t kEachByte = 0x0101010101010101ull;
+
+// The high bit of each byte of bytes that is c.
+inline std::uint64_t BytesEqual(std::uint64_t bytes, unsigned char c) noexcept {
+  const std::uint64_t x = bytes ^ (kEachByte * c);
+  const std::uint64_t low7 = kEachByte * 0x7F;
+  return ~(((x & low7) + low7) | x) & (kEachByte * 0x80);
+}
+
+// Each byte's letter folded as FoldAscii folds it.
+inline std::uint64_t FoldBytes(std::uint64_t bytes) noexcept {
+  const std::uint64_t low7 = bytes & (kEachByte * 0x7F);
+  const std::uint64_t fromA = low7 + kEachByte * (0x80 - 'A');
+  const std::uint64_t pastZ = low7 + kEachByte * (0x80 - 'Z' - 1);
+  return bytes | ((fromA & ~pastZ & ~bytes & (kEachByte * 0x80)) >> 2);
+}
+
+// The last eight units before end as bytes, the last one highest: ASCII
+// units as they are, any other as 0x7F, which no device name holds. When
+// fewer than eight units follow first, backslashes stand before them.
+template <class CharT>
+std::uint64_t LastEightUnits(const CharT* text, std::size_t first, std::size_t end) noexcept {
+  if (end - first < 8) {
+    std::uint64_t bytes = kEachByte * '\\';
+    for (std::size_t at = first; at < end; ++at) {
+      const auto unit = static_cast<std::make_unsigned_t<CharT>>(text[at]);
+      bytes = bytes >> 8 | std::uint64_t{unit > 0x7F ? 0x7Fu : unit} << 56;
+    }
+    return bytes;
   }
+  if constexpr (sizeof(CharT) == 1) {
+    std::uint64_t bytes;
+    std::memcpy(&bytes, text + end - 8, sizeof bytes);
+    return bytes;
+  } else {
+    const __m128i units = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text + end - 8));
+    return static_cast<std::uint64_t>(_mm_cvtsi128_si64(AsBytes(units, _mm_setzero_si128())));
+  }
+}
+
+// The length of the name that ends bytes (as LastEightUnits gives them) when
+// it folds to a table name, else 0.
+inline std::size_t DeviceNameAtEnd(std::uint64_t bytes) noexcept {
+  // No separator, or one in the lowest byte: seven units or more, no name's length.
+  const unsigned separator = static_cast<unsigned>(63 - __builtin_clzll(BytesEqual(bytes, '\\') | 1u)) / 8;
+  const unsigned length = 7 - separator;
+  const std::uint64_t name = FoldBytes(__builtin_bswap64(bytes) & ((std::uint64_t{1} << (8 * length)) - 1));
+  return PackedDeviceName(name, length) ? length : 0;
 }
 
 // Most names fail this at once.
@@ -769,7 +814,7 @@ void NewPathT<CharT>::Set(const String& text, PathType type, bool validate) {
   std::size_t size = text.size();
   // The text is most likely not in the cache: its first lines are fetched
   // while the root is read.
-  PrefetchHead(text.data(), size);
+  PrefetchHead(text.data());
   const CharT* in = text.data();
 
   // 4. "file:\\\C:\x" loses eight units, "file:\\srv\x" only "file:".
@@ -831,9 +876,8 @@ void NewPathT<CharT>::Set(const String& text, PathType type, bool validate) {
   // ".\u:" resolves to "u:", which would read back as a drive: refused.
   if ((m_state & kDrive) == 0 && s.size() >= 2 && s[1] == CharT(':')) ThrowInvalidPath();
   if (validate && s.size() > root) {
-    const std::size_t last = ShortSegmentStart(s.c_str(), absolute ? root + 1 : root, s.size());
-    if (refused != kNone || (last != kNone && DeviceShaped(s[last], s.size() - last) && IsDeviceName(s.c_str() + last)))
-      ThrowInvalidPath();
+    const std::size_t device = DeviceNameAtEnd(LastEightUnits(s.c_str(), absolute ? root + 1 : root, s.size()));
+    if (refused != kNone || (device != 0 && IsDeviceName(s.c_str() + s.size() - device))) ThrowInvalidPath();
   }
 
   // 12. The load turns Detect into File or Directory.
