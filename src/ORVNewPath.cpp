@@ -541,18 +541,13 @@ template <class CharT>
 std::size_t WalkInto(std::basic_string<CharT>& s, const CharT* in, std::size_t size, std::size_t first, bool absolute,
                      bool (*namesDevice)(const CharT*), std::size_t& refused) {
   if (size < kMaskedUnits) {
-    // The copy into s takes whole strides of kStride bytes, zeros after the
-    // text: the C runtime's copy then runs no branch on the length's low
-    // bits, which a predictor misses.
-    constexpr std::size_t kStride = 64 / sizeof(CharT);
     const MaskedText<CharT> masked(in, size, namesDevice != nullptr);
-    alignas(16) CharT walked[kMaskedUnits + 1 + std::max(kStride, kCopiedUnits)];
-    const std::size_t length = WalkMasked(masked, walked, first, size, absolute, namesDevice);
+    std::size_t length = kNone;
+    s.resize_and_overwrite(size + kCopiedUnits, [&](CharT* out, std::size_t) {
+      length = WalkMasked(masked, out, first, size, absolute, namesDevice);
+      return length != kNone ? length : 0;
+    });
     if (length != kNone) {
-      for (std::size_t at = 0; at < kStride; at += kBlockUnits<CharT>)
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(walked + length + at), _mm_setzero_si128());
-      s.assign(walked, (length + kStride - 1) / kStride * kStride);
-      s.resize(length);
       refused = kNone;
       return length;
     }
