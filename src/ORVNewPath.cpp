@@ -386,10 +386,8 @@ template <class CharT>
 // Wide units as bytes that every test of a name answers alike: ASCII units
 // as they are, any other as 0x7F, which no test takes.
 inline __m128i AsBytes(__m128i low, __m128i high) noexcept {
-  const auto ascii = [](__m128i v) {
-    const __m128i inAscii = _mm_cmpeq_epi16(_mm_subs_epu16(v, _mm_set1_epi16(0x7F)), _mm_setzero_si128());
-    return _mm_or_si128(_mm_and_si128(inAscii, v), _mm_andnot_si128(inAscii, _mm_set1_epi16(0x7F)));
-  };
+  // The unsigned minimum of v and 0x7F: v less what it has above 0x7F.
+  const auto ascii = [](__m128i v) { return _mm_sub_epi16(v, _mm_subs_epu16(v, _mm_set1_epi16(0x7F))); };
   return _mm_packus_epi16(ascii(low), ascii(high));
 }
 
