@@ -419,60 +419,63 @@ template <class CharT>
   return {block.separators, block.dots, block.invalid, validate ? DeviceInitials(bytes) : 0u};
 }
 
-// A text shorter than kMaskedUnits with its slashes turned and kCopiedUnits
-// zeros after it, and where its separators (the end counting as one), dots,
-// units no name may hold and device initials are (the last two only when
-// validating).
-template <class CharT>
-struct MaskedText {
-  static constexpr std::size_t kStep = 16;
-  alignas(16) CharT units[kMaskedUnits + 1 + kCopiedUnits];
+// Where a text's separators (the end counting as one), dots, units no name
+// may hold and device initials are. Kept apart from the text's copy, so that
+// the compiler can hold the masks in registers.
+struct TextMasks {
   Mask separators;
   Mask dots;
   Mask invalid;
   Mask initials;
-
-  MaskedText(const CharT* text, std::size_t size, bool validate) noexcept {
-    // The steps' bits, stored side by side, are the masks: no shift per step.
-    std::uint16_t bits[4][sizeof(Mask) / 2] = {};
-    std::size_t at = 0;
-    for (; at + kStep <= size; at += kStep) {
-      const StepBits step = TakeStep(text + at, units + at, validate);
-      const std::size_t index = at / kStep;
-      bits[0][index] = static_cast<std::uint16_t>(step.separators);
-      bits[1][index] = static_cast<std::uint16_t>(step.dots);
-      if (validate) {
-        bits[2][index] = static_cast<std::uint16_t>(step.invalid);
-        bits[3][index] = static_cast<std::uint16_t>(step.initials);
-      }
-    }
-    std::memcpy(&separators, bits[0], sizeof(Mask));
-    std::memcpy(&dots, bits[1], sizeof(Mask));
-    std::memcpy(&invalid, bits[2], sizeof(Mask));
-    std::memcpy(&initials, bits[3], sizeof(Mask));
-    if (at < size) {
-      // The last step ends with the text: what it repeats, it sets alike. A
-      // text shorter than a step is read from a padded copy.
-      CharT padded[kStep] = {};
-      for (std::size_t i = 0; size < kStep && i < size; ++i) padded[i] = text[i];
-      const std::size_t last = size >= kStep ? size - kStep : 0;
-      const StepBits step = TakeStep(size >= kStep ? text + last : padded, units + last, validate);
-      separators |= Mask(step.separators) << last;
-      dots |= Mask(step.dots) << last;
-      invalid |= (Mask(step.invalid) << last) & Span(0, size);
-      initials |= Mask(step.initials) << last;
-    }
-    for (std::size_t pad = 0; pad < kCopiedUnits; pad += kBlockUnits<CharT>)
-      _mm_storeu_si128(reinterpret_cast<__m128i*>(units + size + pad), _mm_setzero_si128());
-    separators |= Mask(1) << size;
-  }
 };
+
+// The units a text shorter than kMaskedUnits takes in units: its own with
+// their slashes turned, then kCopiedUnits zeros.
+constexpr std::size_t kTakenUnits = kMaskedUnits + 1 + kCopiedUnits;
+
+// Copies text, shorter than kMaskedUnits, into units (kTakenUnits) and
+// returns its masks (the last two only when validating).
+template <class CharT>
+TextMasks TakeText(const CharT* text, std::size_t size, CharT* units, bool validate) noexcept {
+  constexpr std::size_t kStep = 16;
+  // Each mask is built as two 64-bit halves: read back whole from narrower
+  // stores, it would wait for them to reach the cache.
+  std::uint64_t halves[4][2] = {};
+  std::size_t at = 0;
+  for (; at + kStep <= size; at += kStep) {
+    const StepBits step = TakeStep(text + at, units + at, validate);
+    const std::size_t half = at / 64, shift = at % 64;
+    halves[0][half] |= std::uint64_t{step.separators} << shift;
+    halves[1][half] |= std::uint64_t{step.dots} << shift;
+    if (validate) {
+      halves[2][half] |= std::uint64_t{step.invalid} << shift;
+      halves[3][half] |= std::uint64_t{step.initials} << shift;
+    }
+  }
+  const auto joined = [](const std::uint64_t(&mask)[2]) { return Mask(mask[1]) << 64 | mask[0]; };
+  TextMasks masks{joined(halves[0]) | Mask(1) << size, joined(halves[1]), joined(halves[2]), joined(halves[3])};
+  if (at < size) {
+    // The last step ends with the text: what it repeats, it sets alike. A
+    // text shorter than a step is read from a padded copy.
+    CharT padded[kStep] = {};
+    for (std::size_t i = 0; size < kStep && i < size; ++i) padded[i] = text[i];
+    const std::size_t last = size >= kStep ? size - kStep : 0;
+    const StepBits step = TakeStep(size >= kStep ? text + last : padded, units + last, validate);
+    masks.separators |= Mask(step.separators) << last;
+    masks.dots |= Mask(step.dots) << last;
+    masks.invalid |= (Mask(step.invalid) << last) & Span(0, size);
+    masks.initials |= Mask(step.initials) << last;
+  }
+  for (std::size_t pad = 0; pad < kCopiedUnits; pad += kBlockUnits<CharT>)
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(units + size + pad), _mm_setzero_si128());
+  return masks;
+}
 
 // Whether validation could refuse a segment of the text: one holds a unit no
 // name may hold, or names a device before a dot. The general walk then finds
 // out whether that segment is kept.
 template <class CharT>
-bool MayRefuse(const MaskedText<CharT>& text, Mask starts, std::size_t first, std::size_t size,
+bool MayRefuse(const CharT* units, const TextMasks& text, Mask starts, std::size_t first, std::size_t size,
                bool (*namesDevice)(const CharT*)) noexcept {
   if ((text.invalid & Span(first, size)) != 0) return true;
   // Starts of names of 3, 4 or 6 units before a dot.
@@ -482,7 +485,7 @@ bool MayRefuse(const MaskedText<CharT>& text, Mask starts, std::size_t first, st
              inName5 = inName3 & ~(text.separators >> 4) & ~(text.separators >> 5);
   const Mask shaped = ((dots >> 3) & inName2) | ((dots >> 4) & inName3) | ((dots >> 6) & inName5);
   for (Mask named = starts & text.initials & shaped; named != 0; named &= named - 1) {
-    if (namesDevice(text.units + LowestBit(named))) return true;
+    if (namesDevice(units + LowestBit(named))) return true;
   }
   return false;
 }
@@ -494,13 +497,12 @@ bool MayRefuse(const MaskedText<CharT>& text, Mask starts, std::size_t first, st
 // copied whole, and the separators written are a mask too, so that ".."
 // finds the segment it removes without walking back.
 template <class CharT>
-std::size_t WalkMasked(const MaskedText<CharT>& text, CharT* out, std::size_t first, std::size_t size, bool absolute,
-                       bool (*namesDevice)(const CharT*)) noexcept {
+std::size_t WalkMasked(const CharT* units, const TextMasks& text, CharT* out, std::size_t first, std::size_t size,
+                       bool absolute, bool (*namesDevice)(const CharT*)) noexcept {
   const CharT dot = CharT('.');
-  const CharT* const units = text.units;
   const Mask separators = text.separators;
   const Mask starts = ((separators << 1) | (Mask(1) << first)) & Span(first, size + 1);
-  if (namesDevice != nullptr && MayRefuse(text, starts, first, size, namesDevice)) return kNone;
+  if (namesDevice != nullptr && MayRefuse(units, text, starts, first, size, namesDevice)) return kNone;
 
   const Mask parents = starts & text.dots & (text.dots >> 1) & (separators >> 2);
   Mask events = (starts & (separators | (text.dots & (separators >> 1)))) | parents;
@@ -539,10 +541,11 @@ template <class CharT>
 std::size_t WalkInto(std::basic_string<CharT>& s, const CharT* in, std::size_t size, std::size_t first, bool absolute,
                      bool (*namesDevice)(const CharT*), std::size_t& refused) {
   if (size < kMaskedUnits) {
-    const MaskedText<CharT> masked(in, size, namesDevice != nullptr);
+    alignas(16) CharT units[kTakenUnits];
+    const TextMasks masks = TakeText(in, size, units, namesDevice != nullptr);
     std::size_t length = kNone;
     s.resize_and_overwrite(size + kCopiedUnits, [&](CharT* out, std::size_t) {
-      length = WalkMasked(masked, out, first, size, absolute, namesDevice);
+      length = WalkMasked(units, masks, out, first, size, absolute, namesDevice);
       return length != kNone ? length : 0;
     });
     if (length != kNone) {
