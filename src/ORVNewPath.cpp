@@ -371,8 +371,11 @@ constexpr std::size_t kCopiedUnits = 32;
 template <class CharT>
 [[gnu::always_inline]] inline void CopyBlocks(CharT* to, const CharT* from, std::size_t count) noexcept {
   constexpr std::size_t kBlock = kBlockUnits<CharT>;
+  constexpr std::size_t kStep = 16;  // units per round of the loop, whatever the width
   for (std::size_t at = 0; at < kCopiedUnits; at += kBlock) CopyBlock(to + at, from + at);
-  for (std::size_t at = kCopiedUnits; at < count; at += kBlock) CopyBlock(to + at, from + at);
+  for (std::size_t at = kCopiedUnits; at < count; at += kStep) {
+    for (std::size_t block = 0; block < kStep; block += kBlock) CopyBlock(to + at + block, from + at + block);
+  }
 }
 
 // Bytes that may start a device name: the initials of the table's names in
