@@ -481,14 +481,15 @@ template <class CharT>
 bool MayRefuse(const CharT* units, const TextMasks& text, Mask starts, std::size_t first, std::size_t size,
                bool (*namesDevice)(const CharT*)) noexcept {
   if ((text.invalid & Span(first, size)) != 0) return true;
-  // Starts of names of 3, 4 or 6 units before a dot.
-  const Mask dots = text.dots;
-  const Mask inName1 = ~(text.separators >> 1), inName2 = inName1 & ~(text.separators >> 2),
-             inName3 = inName2 & ~(text.separators >> 3),
-             inName5 = inName3 & ~(text.separators >> 4) & ~(text.separators >> 5);
-  const Mask shaped = ((dots >> 3) & inName2) | ((dots >> 4) & inName3) | ((dots >> 6) & inName5);
-  for (Mask named = starts & text.initials & shaped; named != 0; named &= named - 1) {
-    if (namesDevice(units + LowestBit(named))) return true;
+  // Where the name of each segment ends, at its first dot or separator: one
+  // added to the lowest unit of a run of name units carries to the unit
+  // after the run. Names of 3, 4 or 6 units that end at a dot are shaped.
+  const Mask inName = ~(text.separators | text.dots);
+  const Mask named = starts & inName;
+  const Mask endsAtDot = (inName + named) & ~inName & text.dots;
+  const Mask shaped = (endsAtDot >> 3) | (endsAtDot >> 4) | (endsAtDot >> 6);
+  for (Mask candidates = named & text.initials & shaped; candidates != 0; candidates &= candidates - 1) {
+    if (namesDevice(units + LowestBit(candidates))) return true;
   }
   return false;
 }
