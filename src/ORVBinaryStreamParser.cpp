@@ -34,14 +34,14 @@ std::uint32_t RemoveNulls(unsigned char* data, std::uint32_t n) {
   return static_cast<std::uint32_t>(std::remove(data, data + n, 0) - data);
 }
 
-// Shrinking a string stays inline; only growing it calls into the library and the
-// runtime's memset (growing through append would reach memcpy, dearer under Wine).
-void SizeTo(std::string& out, std::uint32_t n) {
-  if (n <= out.size()) {
-    out.erase(n);
-  } else {
-    out.resize(n);
-  }
+// out becomes the n bytes at data. Growing it writes no zeros first, as
+// resize would (through the runtime's memset), and assign would copy through
+// the runtime's memcpy, dearer under Wine than CopyBytes.
+void AssignBytes(std::string& out, const void* data, std::uint32_t n) {
+  out.resize_and_overwrite(n, [&](char* to, std::size_t) {
+    CopyBytes(to, data, n);
+    return n;
+  });
 }
 
 // Calls use with the matcher of byte c: the byte itself, or it and its case
@@ -438,8 +438,7 @@ template <class Match>
     m_unsavedLen = 0;
     m_unsaved[0] = '\0';
   }
-  SizeTo(out, n);
-  CopyBytes(out.data(), data, n);
+  AssignBytes(out, data, n);
   return true;
 }
 
@@ -465,8 +464,7 @@ bool BinaryStreamParser::FetchData(const std::string& target, FetchMode mode, Re
 
 bool BinaryStreamParser::CopyKeywordOnSuccess(bool found, std::string& out) const {
   if (found) {
-    SizeTo(out, m_keywordLen);  // assign would copy through the runtime's memcpy
-    CopyBytes(out.data(), m_keyword, m_keywordLen);
+    AssignBytes(out, m_keyword, m_keywordLen);
   }
   return found;
 }
