@@ -70,26 +70,6 @@ constexpr bool BelowSpace(CharT c) noexcept {
 constexpr char kInvalidPathChars[] = "\"*/:<>?\\|";
 constexpr char kInvalidComputerChars[] = "\"+,/:;<=>?[\\]|";
 
-// The answers of a rule on one unit, asked once for every ASCII unit, so that
-// a scan pays one load per unit instead of a binary search. From 0x80 up the
-// rules answer alike for every unit (every narrow byte is below 32 as a signed
-// char, no wide unit is in an ASCII table), so 0x80 answers for them all.
-template <class CharT>
-class UnitRule {
- public:
-  explicit UnitRule(bool (*rule)(const CharT&)) {
-    for (unsigned unit = 0; unit <= kHigh; ++unit) m_refused[unit] = rule(static_cast<CharT>(unit));
-  }
-  bool operator()(CharT c) const noexcept {
-    const auto unit = static_cast<std::make_unsigned_t<CharT>>(c);
-    return m_refused[unit < kHigh ? unit : kHigh];
-  }
-
- private:
-  static constexpr unsigned kHigh = 0x80;
-  bool m_refused[kHigh + 1];
-};
-
 // A block is sixteen bytes of a text (SSE2, which every x64 processor has).
 template <class CharT>
 constexpr std::size_t kBlockUnits = 16 / sizeof(CharT);
@@ -141,10 +121,17 @@ template <class CharT>
   return c == '\\' || c == '/' ? _mm_setzero_si128() : Equal<CharT>(v, c);
 }
 
-// One compare per unit of the table, unrolled.
-template <class CharT, std::size_t... I>
-[[gnu::always_inline]] inline __m128i InvalidInName(__m128i v, std::index_sequence<I...>) noexcept {
-  return (BelowSpaces<CharT>(v) | ... | EqualUnlessSeparator<CharT>(v, kInvalidPathChars[I]));
+// The units below a space or in kTable, as InvalidPathChar and
+// InvalidComputerNameChar test them, separators left out: one compare per
+// unit of the table, unrolled.
+template <class CharT, const char* kTable, std::size_t... I>
+[[gnu::always_inline]] inline __m128i RefusedUnits(__m128i v, std::index_sequence<I...>) noexcept {
+  return (BelowSpaces<CharT>(v) | ... | EqualUnlessSeparator<CharT>(v, kTable[I]));
+}
+
+template <class CharT, const char* kTable>
+[[gnu::always_inline]] inline __m128i RefusedUnits(__m128i v) noexcept {
+  return RefusedUnits<CharT, kTable>(v, std::make_index_sequence<std::char_traits<char>::length(kTable)>());
 }
 
 template <class CharT>
@@ -156,8 +143,7 @@ template <class CharT>
 // The bits of a block whose slashes are turned.
 template <class CharT>
 [[gnu::always_inline]] inline Block ClassifyBlock(__m128i v, bool validate) noexcept {
-  constexpr auto kTable = std::make_index_sequence<sizeof kInvalidPathChars - 1>();
-  const unsigned invalid = validate ? BitsOf<CharT>(InvalidInName<CharT>(v, kTable)) : 0u;
+  const unsigned invalid = validate ? BitsOf<CharT>(RefusedUnits<CharT, kInvalidPathChars>(v)) : 0u;
   return {v, BitsOf<CharT>(Equal<CharT>(v, '\\')), BitsOf<CharT>(Equal<CharT>(v, '.')), invalid};
 }
 
@@ -422,6 +408,43 @@ template <class CharT>
   return {block.separators, block.dots, block.invalid, validate ? DeviceInitials(bytes) : 0u};
 }
 
+// Sixteen units at from as bytes, as TakeStep tests them.
+template <class CharT>
+[[gnu::always_inline]] inline __m128i StepBytes(const CharT* from) noexcept {
+  const auto load = [&](std::size_t at) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(from + at)); };
+  if constexpr (sizeof(CharT) == 1)
+    return load(0);
+  else
+    return AsBytes(load(0), load(8));
+}
+
+// A UNC server name: its length, and whether a unit no computer name may
+// hold is in it (told only of names shorter than sixteen units: validation
+// refuses longer ones for their length).
+struct ServerName {
+  std::size_t length;
+  bool refusedUnit;
+};
+
+// The server name at the start of text, count units long at most. Nearly
+// every name ends within sixteen units: those are read as one step, so that
+// no loop ends where a predictor cannot guess.
+template <class CharT>
+ServerName ReadServerName(const CharT* text, std::size_t count) noexcept {
+  constexpr std::size_t kStep = 16;
+  CharT padded[kStep] = {};
+  for (std::size_t i = 0; count < kStep && i < count; ++i) padded[i] = text[i];
+  const __m128i bytes = StepBytes(count < kStep ? padded : text);
+  const unsigned ends = BitsOf<char>(Equal<char>(bytes, '\\') | Equal<char>(bytes, '/')) | 1u << std::min(count, kStep);
+  std::size_t length = static_cast<std::size_t>(__builtin_ctz(ends));
+  if (length == kStep) {
+    while (length < count && !IsSeparator(text[length])) ++length;
+    return {length, false};
+  }
+  const unsigned refused = BitsOf<char>(RefusedUnits<char, kInvalidComputerChars>(bytes)) & ((1u << length) - 1);
+  return {length, refused != 0};
+}
+
 // Where a text's separators (the end counting as one), dots, units no name
 // may hold and device initials are. Kept apart from the text's copy, so that
 // the compiler can hold the masks in registers.
@@ -576,12 +599,12 @@ constexpr std::uint64_t Packed(const char* name) noexcept {
 // first highest, as Packed), is a name of the table. Nothing branches on the
 // name: most names a predictor cannot guess.
 inline bool PackedDeviceName(std::uint64_t name, std::size_t length) noexcept {
+  constexpr std::uint64_t kAux = Packed("aux"), kCon = Packed("con"), kNul = Packed("nul"), kPrn = Packed("prn"),
+                          kCom = Packed("com"), kLpt = Packed("lpt"), kClock = Packed("clock$");
   const std::uint64_t digit = name & 0xFF, stem = name >> 8;
-  const bool three = (length == 3) & ((name == Packed("aux")) | (name == Packed("con")) | (name == Packed("nul")) |
-                                      (name == Packed("prn")));
-  const bool four =
-      (length == 4) & ((stem == Packed("com")) | (stem == Packed("lpt"))) & (digit >= '1') & (digit <= '9');
-  const bool six = (length == 6) & (name == Packed("clock$"));
+  const bool three = (length == 3) & ((name == kAux) | (name == kCon) | (name == kNul) | (name == kPrn));
+  const bool four = (length == 4) & ((stem == kCom) | (stem == kLpt)) & (digit >= '1') & (digit <= '9');
+  const bool six = (length == 6) & (name == kClock);
   return three | four | six;
 }
 
@@ -852,13 +875,9 @@ void NewPathT<CharT>::Set(const String& text, PathType type, bool validate) {
   // first: they cannot move where the server name ends, and the end trim
   // below takes them.
   if ((m_state & kUNC) != 0) {
-    // One loop finds where the name ends and whether a unit refuses it.
-    static const UnitRule<CharT> refused(&InvalidComputerNameChar);
-    std::size_t end = root;
-    bool refusedUnit = false;
-    for (; end < size && !IsSeparator(in[end]); ++end) refusedUnit |= refused(in[end]);
-    if (validate && (end - root < 1 || end - root > 15 || refusedUnit)) ThrowInvalidPath();
-    StoreRootLength(end);
+    const ServerName server = ReadServerName(in + root, size - root);
+    if (validate && (server.length < 1 || server.length > 15 || server.refusedUnit)) ThrowInvalidPath();
+    StoreRootLength(root + server.length);
     root = StoredRootLength();
   } else {
     StoreRootLength(root);
