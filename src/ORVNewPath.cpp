@@ -74,6 +74,9 @@ constexpr char kInvalidComputerChars[] = "\"+,/:;<=>?[\\]|";
 template <class CharT>
 constexpr std::size_t kBlockUnits = 16 / sizeof(CharT);
 
+// The units of a step: a narrow block, or two wide ones.
+constexpr std::size_t kStepUnits = 16;
+
 constexpr std::size_t kNone = static_cast<std::size_t>(-1);
 
 // The longest device name, "CLOCK$".
@@ -357,10 +360,9 @@ constexpr std::size_t kCopiedUnits = 32;
 template <class CharT>
 [[gnu::always_inline]] inline void CopyBlocks(CharT* to, const CharT* from, std::size_t count) noexcept {
   constexpr std::size_t kBlock = kBlockUnits<CharT>;
-  constexpr std::size_t kStep = 16;  // units per round of the loop, whatever the width
   for (std::size_t at = 0; at < kCopiedUnits; at += kBlock) CopyBlock(to + at, from + at);
-  for (std::size_t at = kCopiedUnits; at < count; at += kStep) {
-    for (std::size_t block = 0; block < kStep; block += kBlock) CopyBlock(to + at + block, from + at + block);
+  for (std::size_t at = kCopiedUnits; at < count; at += kStepUnits) {
+    for (std::size_t block = 0; block < kStepUnits; block += kBlock) CopyBlock(to + at + block, from + at + block);
   }
 }
 
@@ -380,6 +382,35 @@ inline __m128i AsBytes(__m128i low, __m128i high) noexcept {
   return _mm_packus_epi16(ascii(low), ascii(high));
 }
 
+// The units of a step as bytes, as the steps test them: one narrow block, or
+// two wide ones as one block of bytes. load(at) gives the block at unit at.
+template <class CharT, class Load>
+[[gnu::always_inline]] inline __m128i StepBytes(const Load& load) noexcept {
+  if constexpr (sizeof(CharT) == 1) {
+    return load(0);
+  } else {
+    const __m128i low = load(0);
+    return AsBytes(low, load(8));
+  }
+}
+
+// The first step of a text count units long: the text itself, or a copy
+// padded with zeros when it is shorter, so that no load reads past it.
+template <class CharT>
+class FirstStep {
+ public:
+  FirstStep(const CharT* text, std::size_t count) noexcept : m_units(count < kStepUnits ? m_padded : text) {
+    for (std::size_t i = 0; count < kStepUnits && i < count; ++i) m_padded[i] = text[i];
+  }
+  FirstStep(const FirstStep&) = delete;
+  FirstStep& operator=(const FirstStep&) = delete;
+  const CharT* Units() const noexcept { return m_units; }
+
+ private:
+  CharT m_padded[kStepUnits] = {};
+  const CharT* m_units;
+};
+
 // What the masks take from sixteen units: a bit for each.
 struct StepBits {
   unsigned separators;
@@ -392,30 +423,13 @@ struct StepBits {
 // bits: one narrow block, or two wide ones tested as one block of bytes.
 template <class CharT>
 [[gnu::always_inline]] inline StepBits TakeStep(const CharT* from, CharT* to, bool validate) noexcept {
-  const auto load = [&](std::size_t at) {
+  const __m128i bytes = StepBytes<CharT>([&](std::size_t at) {
     const __m128i v = TurnSlashes<CharT>(_mm_loadu_si128(reinterpret_cast<const __m128i*>(from + at)));
     _mm_storeu_si128(reinterpret_cast<__m128i*>(to + at), v);
     return v;
-  };
-  __m128i bytes;
-  if constexpr (sizeof(CharT) == 1) {
-    bytes = load(0);
-  } else {
-    const __m128i low = load(0);
-    bytes = AsBytes(low, load(8));
-  }
+  });
   const Block block = ClassifyBlock<char>(bytes, validate);
   return {block.separators, block.dots, block.invalid, validate ? DeviceInitials(bytes) : 0u};
-}
-
-// Sixteen units at from as bytes, as TakeStep tests them.
-template <class CharT>
-[[gnu::always_inline]] inline __m128i StepBytes(const CharT* from) noexcept {
-  const auto load = [&](std::size_t at) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(from + at)); };
-  if constexpr (sizeof(CharT) == 1)
-    return load(0);
-  else
-    return AsBytes(load(0), load(8));
 }
 
 // A UNC server name: its length, and whether a unit no computer name may
@@ -431,13 +445,13 @@ struct ServerName {
 // no loop ends where a predictor cannot guess.
 template <class CharT>
 ServerName ReadServerName(const CharT* text, std::size_t count) noexcept {
-  constexpr std::size_t kStep = 16;
-  CharT padded[kStep] = {};
-  for (std::size_t i = 0; count < kStep && i < count; ++i) padded[i] = text[i];
-  const __m128i bytes = StepBytes(count < kStep ? padded : text);
-  const unsigned ends = BitsOf<char>(Equal<char>(bytes, '\\') | Equal<char>(bytes, '/')) | 1u << std::min(count, kStep);
+  const FirstStep<CharT> first(text, count);
+  const __m128i bytes = StepBytes<CharT>(
+      [&](std::size_t at) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(first.Units() + at)); });
+  const unsigned ends =
+      BitsOf<char>(Equal<char>(bytes, '\\') | Equal<char>(bytes, '/')) | 1u << std::min(count, kStepUnits);
   std::size_t length = static_cast<std::size_t>(__builtin_ctz(ends));
-  if (length == kStep) {
+  if (length == kStepUnits) {
     while (length < count && !IsSeparator(text[length])) ++length;
     return {length, false};
   }
@@ -463,12 +477,11 @@ constexpr std::size_t kTakenUnits = kMaskedUnits + 1 + kCopiedUnits;
 // returns its masks (the last two only when validating).
 template <class CharT>
 TextMasks TakeText(const CharT* text, std::size_t size, CharT* units, bool validate) noexcept {
-  constexpr std::size_t kStep = 16;
   // Each mask is built as two 64-bit halves: read back whole from narrower
   // stores, it would wait for them to reach the cache.
   std::uint64_t halves[4][2] = {};
   std::size_t at = 0;
-  for (; at + kStep <= size; at += kStep) {
+  for (; at + kStepUnits <= size; at += kStepUnits) {
     const StepBits step = TakeStep(text + at, units + at, validate);
     const std::size_t half = at / 64, shift = at % 64;
     halves[0][half] |= std::uint64_t{step.separators} << shift;
@@ -481,12 +494,10 @@ TextMasks TakeText(const CharT* text, std::size_t size, CharT* units, bool valid
   const auto joined = [](const std::uint64_t(&mask)[2]) { return Mask(mask[1]) << 64 | mask[0]; };
   TextMasks masks{joined(halves[0]) | Mask(1) << size, joined(halves[1]), joined(halves[2]), joined(halves[3])};
   if (at < size) {
-    // The last step ends with the text: what it repeats, it sets alike. A
-    // text shorter than a step is read from a padded copy.
-    CharT padded[kStep] = {};
-    for (std::size_t i = 0; size < kStep && i < size; ++i) padded[i] = text[i];
-    const std::size_t last = size >= kStep ? size - kStep : 0;
-    const StepBits step = TakeStep(size >= kStep ? text + last : padded, units + last, validate);
+    // The last step ends with the text: what it repeats, it sets alike.
+    const std::size_t last = size >= kStepUnits ? size - kStepUnits : 0;
+    const FirstStep<CharT> start(text, size);
+    const StepBits step = TakeStep(start.Units() + last, units + last, validate);
     masks.separators |= Mask(step.separators) << last;
     masks.dots |= Mask(step.dots) << last;
     masks.invalid |= (Mask(step.invalid) << last) & Span(0, size);
