@@ -545,22 +545,23 @@ std::size_t WalkMasked(const CharT* units, const TextMasks& text, CharT* out, st
   const Mask parents = starts & text.dots & (text.dots >> 1) & (separators >> 2);
   Mask events = (starts & (separators | (text.dots & (separators >> 1)))) | parents;
   CopyBlocks(out, units, first);
-  Mask written = 0;  // the separators in out
+  Mask written = 0;  // the separators in out below kept; above it, anything
   std::size_t kept = first;
   std::size_t from = first;  // the first unit not yet taken
   while (events != 0) {
     const std::size_t at = LowestBit(events);
     events &= events - 1;
     CopyBlocks(out + kept, units + from, at - from);
-    written |= ((separators & Span(from, at)) >> from) << kept;
+    const Mask below = Span(0, kept);
+    written = (written & below) | ((separators >> (from - kept)) & ~below);
     kept += at - from;
     const bool parent = (units[at] == dot) & (units[at + 1] == dot);
     from = at + 1 + (units[at] == dot) + parent;  // past the segment and its separator
     if (!parent) continue;
     if (absolute || !OnlyParentsBefore(out, first, kept)) {
-      const Mask before = written & Span(first, std::max(kept, first + 1) - 1);
+      // written holds nothing below first.
+      const Mask before = written & Span(0, std::max(kept, first + 1) - 1);
       kept = before != 0 ? HighestBit(before) + 1 : first;
-      written &= Span(0, kept);
     } else {
       from = at;  // kept, as the start of the next run
     }
