@@ -473,36 +473,73 @@ struct TextMasks {
 // their slashes turned, then kCopiedUnits zeros.
 constexpr std::size_t kTakenUnits = kMaskedUnits + 1 + kCopiedUnits;
 
+// A short text's masks as 64-bit halves, built a step at a time: a mask read
+// back whole from narrower stores would wait for them to reach the cache.
+struct MaskHalves {
+  std::uint64_t separators[2] = {};
+  std::uint64_t dots[2] = {};
+  std::uint64_t invalid[2] = {};
+  std::uint64_t initials[2] = {};
+
+  // The bits of the units from K steps on, the lowest dropped of bits
+  // being units before them. Known when compiling, a step's place costs a
+  // shift and an or a mask.
+  template <std::size_t K>
+  [[gnu::always_inline]] void Place(const StepBits& bits, unsigned dropped) noexcept {
+    constexpr std::size_t half = K * kStepUnits / 64, shift = K * kStepUnits % 64;
+    separators[half] |= std::uint64_t{bits.separators >> dropped} << shift;
+    dots[half] |= std::uint64_t{bits.dots >> dropped} << shift;
+    invalid[half] |= std::uint64_t{bits.invalid >> dropped} << shift;
+    initials[half] |= std::uint64_t{bits.initials >> dropped} << shift;
+  }
+
+  TextMasks Joined() const noexcept {
+    const auto joined = [](const std::uint64_t(&mask)[2]) { return Mask(mask[1]) << 64 | mask[0]; };
+    return {joined(separators), joined(dots), joined(invalid), joined(initials)};
+  }
+};
+
+// Step K of a text shorter than kMaskedUnits, copied into units with its
+// bits placed in halves, when the text holds it whole; else the units left,
+// read as a step that ends with the text (what it repeats, it sets alike),
+// and the end as a separator. Returns whether a step may follow.
+template <std::size_t K, class CharT>
+[[gnu::always_inline]] inline bool TakeStepAt(const CharT* text, std::size_t size, CharT* units, bool validate,
+                                              MaskHalves& halves) noexcept {
+  constexpr std::size_t at = K * kStepUnits;
+  if (size >= at + kStepUnits) {
+    halves.Place<K>(TakeStep(text + at, units + at, validate), 0);
+    return true;
+  }
+  const std::size_t left = size - at;
+  if constexpr (K == 0) {
+    const FirstStep<CharT> start(text, size);
+    StepBits bits = TakeStep(start.Units(), units, validate);
+    bits.invalid &= (1u << size) - 1;  // the padding's zeros are no units of the text
+    halves.Place<0>(bits, 0);
+  } else {
+    const std::size_t last = size - kStepUnits;
+    halves.Place<K>(TakeStep(text + last, units + last, validate), static_cast<unsigned>(kStepUnits - left));
+  }
+  halves.separators[at / 64] |= std::uint64_t{1} << (at % 64 + left);
+  return false;
+}
+
+template <class CharT, std::size_t... K>
+[[gnu::always_inline]] inline TextMasks TakeSteps(const CharT* text, std::size_t size, CharT* units, bool validate,
+                                                  std::index_sequence<K...>) noexcept {
+  MaskHalves halves;
+  static_cast<void>((TakeStepAt<K>(text, size, units, validate, halves) && ...));
+  return halves.Joined();
+}
+
 // Copies text, shorter than kMaskedUnits, into units (kTakenUnits) and
-// returns its masks (the last two only when validating).
+// returns its masks (the last two only when validating). The steps are
+// unrolled, so that each knows its place in the masks.
 template <class CharT>
 TextMasks TakeText(const CharT* text, std::size_t size, CharT* units, bool validate) noexcept {
-  // Each mask is built as two 64-bit halves: read back whole from narrower
-  // stores, it would wait for them to reach the cache.
-  std::uint64_t halves[4][2] = {};
-  std::size_t at = 0;
-  for (; at + kStepUnits <= size; at += kStepUnits) {
-    const StepBits step = TakeStep(text + at, units + at, validate);
-    const std::size_t half = at / 64, shift = at % 64;
-    halves[0][half] |= std::uint64_t{step.separators} << shift;
-    halves[1][half] |= std::uint64_t{step.dots} << shift;
-    if (validate) {
-      halves[2][half] |= std::uint64_t{step.invalid} << shift;
-      halves[3][half] |= std::uint64_t{step.initials} << shift;
-    }
-  }
-  const auto joined = [](const std::uint64_t(&mask)[2]) { return Mask(mask[1]) << 64 | mask[0]; };
-  TextMasks masks{joined(halves[0]) | Mask(1) << size, joined(halves[1]), joined(halves[2]), joined(halves[3])};
-  if (at < size) {
-    // The last step ends with the text: what it repeats, it sets alike.
-    const std::size_t last = size >= kStepUnits ? size - kStepUnits : 0;
-    const FirstStep<CharT> start(text, size);
-    const StepBits step = TakeStep(start.Units() + last, units + last, validate);
-    masks.separators |= Mask(step.separators) << last;
-    masks.dots |= Mask(step.dots) << last;
-    masks.invalid |= (Mask(step.invalid) << last) & Span(0, size);
-    masks.initials |= Mask(step.initials) << last;
-  }
+  constexpr std::size_t kSteps = (kMaskedUnits + kStepUnits - 1) / kStepUnits;
+  const TextMasks masks = TakeSteps(text, size, units, validate, std::make_index_sequence<kSteps>());
   for (std::size_t pad = 0; pad < kCopiedUnits; pad += kBlockUnits<CharT>)
     _mm_storeu_si128(reinterpret_cast<__m128i*>(units + size + pad), _mm_setzero_si128());
   return masks;
