@@ -118,23 +118,65 @@ template <class CharT>
     return _mm_cmpeq_epi16(_mm_subs_epu16(v, _mm_set1_epi16(31)), _mm_setzero_si128());
 }
 
-// Zero for the separators, which the walk takes apart.
+// A compare that takes two units of a table at once: unit | bit is value
+// for the units value and value ^ bit (bit 0: value alone).
+struct UnitPair {
+  char value;
+  char bit;
+};
+
+template <std::size_t N>
+struct UnitPairs {
+  UnitPair pairs[N] = {};
+  std::size_t count = 0;
+};
+
+// The units of kTable, separators left out (the walk takes them apart), paired
+// where two differ in one bit.
+template <const char* kTable>
+constexpr auto PairedUnits() noexcept {
+  constexpr std::size_t kLength = std::char_traits<char>::length(kTable);
+  UnitPairs<kLength> result;
+  bool taken[kLength] = {};
+  for (std::size_t i = 0; i < kLength; ++i) taken[i] = IsSeparator(kTable[i]);
+  for (std::size_t i = 0; i < kLength; ++i) {
+    if (taken[i]) continue;
+    char bit = 0;
+    for (std::size_t j = i + 1; j < kLength && bit == 0; ++j) {
+      const char differ = static_cast<char>(kTable[i] ^ kTable[j]);
+      if (!taken[j] && (differ & (differ - 1)) == 0) {
+        bit = differ;
+        taken[j] = true;
+      }
+    }
+    result.pairs[result.count++] = {static_cast<char>(kTable[i] | bit), bit};
+  }
+  return result;
+}
+
 template <class CharT>
-[[gnu::always_inline]] inline __m128i EqualUnlessSeparator(__m128i v, char c) noexcept {
-  return c == '\\' || c == '/' ? _mm_setzero_si128() : Equal<CharT>(v, c);
+[[gnu::always_inline]] inline __m128i WithBit(__m128i v, char bit) noexcept {
+  if (bit == 0) return v;
+  return v | (sizeof(CharT) == 1 ? _mm_set1_epi8(bit) : _mm_set1_epi16(bit));
+}
+
+template <class CharT, const char* kTable, std::size_t... I>
+[[gnu::always_inline]] inline __m128i InTable(__m128i v, std::index_sequence<I...>) noexcept {
+  constexpr auto kPairs = PairedUnits<kTable>();
+  return (_mm_setzero_si128() | ... | Equal<CharT>(WithBit<CharT>(v, kPairs.pairs[I].bit), kPairs.pairs[I].value));
+}
+
+// The units of kTable in v, separators left out.
+template <class CharT, const char* kTable>
+[[gnu::always_inline]] inline __m128i InTable(__m128i v) noexcept {
+  return InTable<CharT, kTable>(v, std::make_index_sequence<PairedUnits<kTable>().count>());
 }
 
 // The units below a space or in kTable, as InvalidPathChar and
-// InvalidComputerNameChar test them, separators left out: one compare per
-// unit of the table, unrolled.
-template <class CharT, const char* kTable, std::size_t... I>
-[[gnu::always_inline]] inline __m128i RefusedUnits(__m128i v, std::index_sequence<I...>) noexcept {
-  return (BelowSpaces<CharT>(v) | ... | EqualUnlessSeparator<CharT>(v, kTable[I]));
-}
-
+// InvalidComputerNameChar test them, separators left out.
 template <class CharT, const char* kTable>
 [[gnu::always_inline]] inline __m128i RefusedUnits(__m128i v) noexcept {
-  return RefusedUnits<CharT, kTable>(v, std::make_index_sequence<std::char_traits<char>::length(kTable)>());
+  return BelowSpaces<CharT>(v) | InTable<CharT, kTable>(v);
 }
 
 template <class CharT>
@@ -366,12 +408,12 @@ template <class CharT>
   }
 }
 
+constexpr char kDeviceInitials[] = "aclnp";
+
 // Bytes that may start a device name: the initials of the table's names in
 // either case.
 [[gnu::always_inline]] inline unsigned DeviceInitials(__m128i bytes) noexcept {
-  const __m128i folded = bytes | _mm_set1_epi8(0x20);
-  return BitsOf<char>(Equal<char>(folded, 'a') | Equal<char>(folded, 'c') | Equal<char>(folded, 'l') |
-                      Equal<char>(folded, 'n') | Equal<char>(folded, 'p'));
+  return BitsOf<char>(InTable<char, kDeviceInitials>(bytes | _mm_set1_epi8(0x20)));
 }
 
 // Wide units as bytes that every test of a name answers alike: ASCII units
