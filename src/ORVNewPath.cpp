@@ -387,8 +387,8 @@ inline std::size_t HighestBit(Mask bits) noexcept {
                    : 63 - static_cast<std::size_t>(__builtin_clzll(static_cast<std::uint64_t>(bits)));
 }
 
-// The units from begin to end.
-inline Mask Span(std::size_t begin, std::size_t end) noexcept { return (Mask(1) << end) - (Mask(1) << begin); }
+// The units before end.
+inline Mask Before(std::size_t end) noexcept { return (Mask(1) << end) - 1; }
 
 template <class CharT>
 [[gnu::always_inline]] inline void CopyBlock(CharT* to, const CharT* from) noexcept {
@@ -591,9 +591,9 @@ TextMasks TakeText(const CharT* text, std::size_t size, CharT* units, bool valid
 // name may hold, or names a device before a dot. The general walk then finds
 // out whether that segment is kept.
 template <class CharT>
-bool MayRefuse(const CharT* units, const TextMasks& text, Mask starts, std::size_t first, std::size_t size,
+bool MayRefuse(const CharT* units, const TextMasks& text, Mask starts, std::size_t first,
                bool (*namesDevice)(const CharT*)) noexcept {
-  if ((text.invalid & Span(first, size)) != 0) return true;
+  if ((text.invalid >> first) != 0) return true;  // it holds nothing past the text
   // Where the name of each segment ends, at its first dot or separator: one
   // added to the lowest unit of a run of name units carries to the unit
   // after the run. Names of 3, 4 or 6 units that end at a dot are shaped.
@@ -618,8 +618,11 @@ std::size_t WalkMasked(const CharT* units, const TextMasks& text, CharT* out, st
                        bool absolute, bool (*namesDevice)(const CharT*)) noexcept {
   const CharT dot = CharT('.');
   const Mask separators = text.separators;
-  const Mask starts = ((separators << 1) | (Mask(1) << first)) & Span(first, size + 1);
-  if (namesDevice != nullptr && MayRefuse(units, text, starts, first, size, namesDevice)) return kNone;
+  // The unit after the end is a start too, harmlessly: it is no separator,
+  // dot or initial.
+  const Mask firstBit = Mask(1) << first;
+  const Mask starts = ((separators << 1) & ~(firstBit - 1)) | firstBit;
+  if (namesDevice != nullptr && MayRefuse(units, text, starts, first, namesDevice)) return kNone;
 
   const Mask parents = starts & text.dots & (text.dots >> 1) & (separators >> 2);
   Mask events = (starts & (separators | (text.dots & (separators >> 1)))) | parents;
@@ -631,7 +634,7 @@ std::size_t WalkMasked(const CharT* units, const TextMasks& text, CharT* out, st
     const std::size_t at = LowestBit(events);
     events &= events - 1;
     CopyBlocks(out + kept, units + from, at - from);
-    const Mask below = Span(0, kept);
+    const Mask below = Before(kept);
     written = (written & below) | ((separators >> (from - kept)) & ~below);
     kept += at - from;
     const bool parent = (units[at] == dot) & (units[at + 1] == dot);
@@ -639,7 +642,7 @@ std::size_t WalkMasked(const CharT* units, const TextMasks& text, CharT* out, st
     if (!parent) continue;
     if (absolute || !OnlyParentsBefore(out, first, kept)) {
       // written holds nothing below first.
-      const Mask before = written & Span(0, std::max(kept, first + 1) - 1);
+      const Mask before = written & Before(std::max(kept, first + 1) - 1);
       kept = before != 0 ? HighestBit(before) + 1 : first;
     } else {
       from = at;  // kept, as the start of the next run
