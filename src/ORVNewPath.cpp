@@ -381,10 +381,10 @@ inline std::size_t LowestBit(Mask bits) noexcept {
                   : 64 + static_cast<std::size_t>(__builtin_ctzll(static_cast<std::uint64_t>(bits >> 64)));
 }
 
+// Of bits, not 0. The half is selected, not branched to.
 inline std::size_t HighestBit(Mask bits) noexcept {
-  const auto high = static_cast<std::uint64_t>(bits >> 64);
-  return high != 0 ? 127 - static_cast<std::size_t>(__builtin_clzll(high))
-                   : 63 - static_cast<std::size_t>(__builtin_clzll(static_cast<std::uint64_t>(bits)));
+  const auto low = static_cast<std::uint64_t>(bits), high = static_cast<std::uint64_t>(bits >> 64);
+  return 63 - static_cast<std::size_t>(__builtin_clzll(high != 0 ? high : low)) + (high != 0 ? 64 : 0);
 }
 
 // The units before end.
@@ -639,14 +639,16 @@ std::size_t WalkMasked(const CharT* units, const TextMasks& text, CharT* out, st
     kept += at - from;
     const bool parent = (units[at] == dot) & (units[at + 1] == dot);
     from = at + 1 + (units[at] == dot) + parent;  // past the segment and its separator
-    if (!parent) continue;
-    if (absolute || !OnlyParentsBefore(out, first, kept)) {
-      // written holds nothing below first.
-      const Mask before = written & Before(std::max(kept, first + 1) - 1);
-      kept = before != 0 ? HighestBit(before) + 1 : first;
-    } else {
-      from = at;  // kept, as the start of the next run
-    }
+    // Whether ".." cuts back to the separator before the last segment written
+    // (written holds nothing below first) or, in a relative path, is kept.
+    // Both outcomes are worked out for every event and one is selected: a
+    // branch on the kind of event is what a predictor cannot guess, and its
+    // misses would discard the loads under way.
+    const bool cut = parent & (absolute || !OnlyParentsBefore(out, first, kept));
+    const Mask before = written & Before(std::max(kept, first + 1) - 1);
+    const std::size_t cutTo = std::max(HighestBit(before << 1 | 1), first);  // after that separator
+    from = parent & !cut ? at : from;                                        // a kept ".." starts the next run
+    kept = cut ? cutTo : kept;
   }
   if (from < size) {
     CopyBlocks(out + kept, units + from, size - from);
