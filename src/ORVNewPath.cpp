@@ -375,13 +375,12 @@ constexpr std::size_t kMaskedUnits = 127;
 
 using Mask = unsigned __int128;
 
+// Of bits, not 0. The half is selected, not branched to.
 inline std::size_t LowestBit(Mask bits) noexcept {
-  const auto low = static_cast<std::uint64_t>(bits);
-  return low != 0 ? static_cast<std::size_t>(__builtin_ctzll(low))
-                  : 64 + static_cast<std::size_t>(__builtin_ctzll(static_cast<std::uint64_t>(bits >> 64)));
+  const auto low = static_cast<std::uint64_t>(bits), high = static_cast<std::uint64_t>(bits >> 64);
+  return static_cast<std::size_t>(__builtin_ctzll(low != 0 ? low : high)) + (low != 0 ? 0 : 64);
 }
 
-// Of bits, not 0. The half is selected, not branched to.
 inline std::size_t HighestBit(Mask bits) noexcept {
   const auto low = static_cast<std::uint64_t>(bits), high = static_cast<std::uint64_t>(bits >> 64);
   return 63 - static_cast<std::size_t>(__builtin_clzll(high != 0 ? high : low)) + (high != 0 ? 64 : 0);
