@@ -522,9 +522,9 @@ struct MaskHalves {
   std::uint64_t invalid[2] = {};
   std::uint64_t initials[2] = {};
 
-  // The bits of the units from K steps on, the lowest dropped of bits
-  // being units before them. Known when compiling, a step's place costs a
-  // shift and an or a mask.
+  // Puts bits at step K, less their lowest dropped, which belong to units
+  // before the step. A place known when compiling costs a shift and an or
+  // a mask.
   template <std::size_t K>
   [[gnu::always_inline]] void Place(const StepBits& bits, unsigned dropped) noexcept {
     constexpr std::size_t half = K * kStepUnits / 64, shift = K * kStepUnits % 64;
