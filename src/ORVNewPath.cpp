@@ -646,7 +646,7 @@ std::size_t WalkMasked(const CharT* units, const TextMasks& text, CharT* out, st
     const bool cut = parent & (absolute || !OnlyParentsBefore(out, first, kept));
     const Mask before = written & Before(std::max(kept, first + 1) - 1);
     const std::size_t cutTo = std::max(HighestBit(before << 1 | 1), first);  // after that separator
-    from = parent & !cut ? at : from;                                        // a kept ".." starts the next run
+    from = (parent & !cut) ? at : from;                                      // a kept ".." starts the next run
     kept = cut ? cutTo : kept;
   }
   if (from < size) {
